@@ -1,0 +1,25 @@
+# Installs the library, its headers, the CMake package and the pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(packageDirectory "${CMAKE_INSTALL_LIBDIR}/cmake/Sorvex")
+
+install(TARGETS sorvex EXPORT SorvexTargets
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(EXPORT SorvexTargets NAMESPACE Sorvex:: DESTINATION "${packageDirectory}")
+
+configure_package_config_file(cmake/SorvexConfig.cmake.in SorvexConfig.cmake
+    INSTALL_DESTINATION "${packageDirectory}")
+write_basic_package_version_file(SorvexConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/SorvexConfig.cmake" "${PROJECT_BINARY_DIR}/SorvexConfigVersion.cmake"
+    DESTINATION "${packageDirectory}")
+
+set(pkgConfigDefinitions "")
+if(NOT BUILD_SHARED_LIBS)
+    set(pkgConfigDefinitions " -DSORVEX_STATIC")
+endif()
+configure_file(cmake/sorvex.pc.in sorvex.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/sorvex.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -1,0 +1,7 @@
+// Every public header of the library.
+#ifndef SORVEX_SORVEX_H
+#define SORVEX_SORVEX_H
+
+#include <sorvex/bstring.h>
+
+#endif

@@ -1,0 +1,13 @@
+// The only door to the operating system: the platform's operations, under their own names, in the
+// namespace Sorvex::platform. Its constants are written bare.
+#ifndef SORVEX_PLATFORM_PLATFORM_H
+#define SORVEX_PLATFORM_PLATFORM_H
+
+#ifdef _WIN32
+#include "platform/windows/windows.h"
+#else
+#include "platform/posix/errors.h"
+#include "platform/posix/time.h"
+#endif
+
+#endif

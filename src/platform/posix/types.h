@@ -1,0 +1,26 @@
+// The platform's basic types.
+#ifndef SORVEX_PLATFORM_POSIX_TYPES_H
+#define SORVEX_PLATFORM_POSIX_TYPES_H
+
+#include <cstdint>
+
+namespace Sorvex::platform {
+
+using BOOL = int;
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using LONG = std::int32_t;
+using UINT = std::uint32_t;
+using HANDLE = void*;
+
+}  // namespace Sorvex::platform
+
+namespace Sorvex {
+
+constexpr platform::BOOL FALSE = 0;
+constexpr platform::BOOL TRUE = 1;
+
+}  // namespace Sorvex
+
+#endif

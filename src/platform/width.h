@@ -1,0 +1,23 @@
+// Narrowing to the widths of the interface, where long has 32 bits on every host.
+#ifndef SORVEX_PLATFORM_WIDTH_H
+#define SORVEX_PLATFORM_WIDTH_H
+
+#include <cstdint>
+
+namespace Sorvex {
+
+/// The low 32 bits of a value, as the interface's unsigned long holds them.
+template <typename Integer>
+constexpr std::uint32_t asUnsigned32(Integer value) noexcept {
+    return static_cast<std::uint32_t>(value);
+}
+
+/// The low 32 bits of a value in two's complement, as the interface's long holds them.
+template <typename Integer>
+constexpr std::int32_t asSigned32(Integer value) noexcept {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+}  // namespace Sorvex
+
+#endif

@@ -1,0 +1,33 @@
+// The stack buffer that both formatters write into.
+#ifndef SORVEX_STRINGS_FORMATTING_H
+#define SORVEX_STRINGS_FORMATTING_H
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+namespace Sorvex {
+
+/// Holds one formatted text of at most 4095 characters without touching the heap.
+class FormatBuffer {
+public:
+    /// Formats as vsprintf does; false when the runtime fails or the text does not fit.
+    bool format(const char* format, va_list values) {
+        const int count = std::vsnprintf(characters, sizeof characters, format, values);
+        if (count < 0 || static_cast<std::size_t>(count) >= sizeof characters)
+            return false;
+        length = static_cast<std::size_t>(count);
+        return true;
+    }
+
+    const char* text() const noexcept { return characters; }
+    std::size_t size() const noexcept { return length; }
+
+private:
+    char characters[4096];
+    std::size_t length = 0;
+};
+
+}  // namespace Sorvex
+
+#endif
