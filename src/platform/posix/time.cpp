@@ -6,20 +6,16 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include "platform/posix/handles.h"
+
 namespace Sorvex::platform {
-
-namespace {
-
-constexpr DWORD infinite = 0xFFFFFFFF;
-
-}  // namespace
 
 void Sleep(DWORD milliseconds) {
     if (milliseconds == 0) {
         sched_yield();
         return;
     }
-    while (milliseconds == infinite)
+    while (milliseconds == INFINITE)
         pause();
 
     timespec remaining{};

@@ -13,6 +13,7 @@
 namespace Sorvex::platform {
 
 using ::BOOL;
+using ::CloseHandle;
 using ::DWORD;
 using ::FormatMessageA;
 using ::GetLastError;
@@ -20,6 +21,7 @@ using ::HANDLE;
 using ::LocalFree;
 using ::SetLastError;
 using ::Sleep;
+using ::WaitForSingleObject;
 
 }  // namespace Sorvex::platform
 
