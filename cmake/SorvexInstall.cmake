@@ -17,6 +17,9 @@ install(FILES
     "${PROJECT_BINARY_DIR}/SorvexConfig.cmake" "${PROJECT_BINARY_DIR}/SorvexConfigVersion.cmake"
     DESTINATION "${packageDirectory}")
 
+# The prefix is told from the place of the file, so that an installed tree can be moved.
+file(RELATIVE_PATH pkgConfigPrefix
+    "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 set(pkgConfigDefinitions "")
 if(NOT BUILD_SHARED_LIBS)
     set(pkgConfigDefinitions " -DSORVEX_STATIC")

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs the library into a fresh prefix and builds an outside program against it: through
+# find_package, and through pkg-config together with the example of the README.
+#   consumers.sh SOURCE_DIRECTORY BUILD_DIRECTORY
+set -euo pipefail
+source=$1
+build=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+
+echo "find_package"
+cmake -G Ninja -S "$source/tests/package/consumer" -B "$work/cmake" \
+    -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_BUILD_TYPE=Release >"$work/log" ||
+    { cat "$work/log"; exit 1; }
+cmake --build "$work/cmake"
+"$work/cmake/consumer"
+
+echo "pkg-config"
+libraries=$(dirname "$(find "$work/prefix" -name 'libsorvex.*' | head -1)")
+export PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries
+export PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1
+[ "$(realpath "$(pkg-config --variable=prefix sorvex)")" = "$(realpath "$work/prefix")" ] ||
+    { echo "sorvex.pc names another prefix"; exit 1; }
+read -ra flags <<<"${CXXFLAGS:-} $(pkg-config --cflags --libs sorvex)"
+"$CXX" -std=c++17 "$source/tests/package/consumer/consumer.cpp" "${flags[@]}" -o "$work/consumer"
+"$work/consumer"
+
+echo "README example"
+sed -n '/^```cpp$/,/^```$/{/^```/d;p}' "$source/README.md" >"$work/readme.cpp"
+[ -s "$work/readme.cpp" ] || { echo "the README has no example"; exit 1; }
+"$CXX" -std=c++17 -Wall -Wextra -Werror "$work/readme.cpp" "${flags[@]}" -o "$work/readme"
+"$work/readme"
