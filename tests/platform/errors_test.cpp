@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include "strings/failure.h"
+#include "support/failure_assertions.h"
+
 namespace {
 
 using namespace Sorvex;
@@ -55,6 +58,15 @@ TEST(FormatMessage, FailsForAnUnknownNumber) {
     EXPECT_EQ(textFor(7), "");
     EXPECT_EQ(platform::GetLastError(), ERROR_MR_MID_NOT_FOUND);
     EXPECT_EQ(textFor(0xFFFFFFFF), "");
+}
+
+TEST(Failure, TakesTheSystemsTextForTheLastErrorAndTheLiteralAloneWithoutOne) {
+    platform::SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_FAILURE(failure::raiseWithSystemText("C::start(): StartService() "),
+                   "C::start(): StartService() Access is denied.\r\n");
+    platform::SetLastError(0x2FFFFFFF);
+    EXPECT_FAILURE(failure::raiseWithSystemText("C::start(): StartService() "),
+                   "C::start(): StartService() ");
 }
 
 }  // namespace

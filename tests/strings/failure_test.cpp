@@ -37,15 +37,6 @@ TEST(Failure, ReadsTheErrorOfTheFailedCall) {
                    "LogonUser(): ErrorCode 1326 unable to verify password");
 }
 
-TEST(Failure, TakesTheSystemsTextForTheLastErrorAndTheLiteralAloneWithoutOne) {
-    platform::SetLastError(ERROR_ACCESS_DENIED);
-    EXPECT_FAILURE(failure::raiseWithSystemText("C::start(): StartService() "),
-                   "C::start(): StartService() Access is denied.\r\n");
-    platform::SetLastError(0x2FFFFFFF);
-    EXPECT_FAILURE(failure::raiseWithSystemText("C::start(): StartService() "),
-                   "C::start(): StartService() ");
-}
-
 TEST(Failure, IsShownAsTwoLines) {
     std::ostringstream stream;
     std::runtime_error failed("what failed");
