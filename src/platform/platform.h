@@ -7,6 +7,7 @@
 #include "platform/windows/windows.h"
 #else
 #include "platform/posix/errors.h"
+#include "platform/posix/file_times.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/time.h"
 #endif

@@ -15,12 +15,17 @@ namespace Sorvex::platform {
 using ::BOOL;
 using ::CloseHandle;
 using ::DWORD;
+using ::FILETIME;
+using ::FileTimeToLocalFileTime;
+using ::FileTimeToSystemTime;
 using ::FormatMessageA;
 using ::GetLastError;
 using ::HANDLE;
 using ::LocalFree;
 using ::SetLastError;
 using ::Sleep;
+using ::SYSTEMTIME;
+using ::SystemTimeToFileTime;
 using ::WaitForSingleObject;
 
 }  // namespace Sorvex::platform
