@@ -8,7 +8,10 @@
 #else
 #include "platform/posix/errors.h"
 #include "platform/posix/file_times.h"
+#include "platform/posix/files.h"
 #include "platform/posix/handles.h"
+#include "platform/posix/host_path.h"
+#include "platform/posix/paths.h"
 #include "platform/posix/time.h"
 #endif
 

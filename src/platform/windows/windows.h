@@ -10,23 +10,73 @@
 #endif
 #include <windows.h>
 
+#include <direct.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
 namespace Sorvex::platform {
 
+using ::_access;
+using ::_chmod;
+using ::_fullpath;
+using ::_mkdir;
+using ::_rmdir;
+using ::_stat;
 using ::BOOL;
 using ::CloseHandle;
 using ::DWORD;
+using ::fclose;
+using ::feof;
+using ::ferror;
+using ::fflush;
+using ::FILE;
 using ::FILETIME;
 using ::FileTimeToLocalFileTime;
 using ::FileTimeToSystemTime;
+using ::fopen;
 using ::FormatMessageA;
+using ::fread;
+using ::fseek;
+using ::ftell;
+using ::fwrite;
 using ::GetLastError;
 using ::HANDLE;
 using ::LocalFree;
+using ::remove;
+using ::rename;
 using ::SetLastError;
 using ::Sleep;
 using ::SYSTEMTIME;
 using ::SystemTimeToFileTime;
 using ::WaitForSingleObject;
+
+using StatRecord = struct ::_stat;
+
+/// Tells whether two names are those of one entry, however they are spelled.
+inline bool namesSameEntry(const char* first, const char* second) {
+    char firstName[MAX_PATH];
+    char secondName[MAX_PATH];
+    return _fullpath(firstName, first, sizeof firstName) != nullptr &&
+           _fullpath(secondName, second, sizeof secondName) != nullptr &&
+           _stricmp(firstName, secondName) == 0;
+}
+
+/// Appends what stands before the next line feed and takes the line feed too.
+///
+/// @return whether there was a line feed; otherwise the file has ended or a read has failed
+inline bool appendLine(FILE* file, std::string& line) {
+    _lock_file(file);
+    int character = _getc_nolock(file);
+    for (; character != EOF && character != '\n'; character = _getc_nolock(file))
+        line += static_cast<char>(character);
+    _unlock_file(file);
+    return character == '\n';
+}
 
 }  // namespace Sorvex::platform
 

@@ -1,0 +1,399 @@
+#include "platform/posix/files.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <mutex>
+#include <new>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/host_path.h"
+
+namespace Sorvex::platform {
+
+namespace {
+
+constexpr std::size_t largestBuffer = 65536;
+constexpr std::size_t smallestBuffer = 4096;
+
+// The files that may hold unwritten bytes when the process exits.
+constinit std::mutex writersMutex;
+constinit FILE* writers = nullptr;
+
+// Set once the bytes held at exit were written. What is written later waits for nothing.
+constinit std::atomic<bool> isExiting = false;
+
+void flushWriters() {
+    const std::lock_guard<std::mutex> lock(writersMutex);
+    isExiting = true;
+    for (FILE* file = writers; file != nullptr; file = file->nextWriter)
+        file->flush();
+}
+
+void addWriter(FILE* file) {
+    static const int registered = std::atexit(flushWriters);
+    static_cast<void>(registered);
+    const std::lock_guard<std::mutex> lock(writersMutex);
+    file->nextWriter = writers;
+    if (writers != nullptr)
+        writers->previousWriter = file;
+    writers = file;
+}
+
+void removeWriter(const FILE* file) {
+    const std::lock_guard<std::mutex> lock(writersMutex);
+    if (file->nextWriter != nullptr)
+        file->nextWriter->previousWriter = file->previousWriter;
+    if (file->previousWriter != nullptr)
+        file->previousWriter->nextWriter = file->nextWriter;
+    else
+        writers = file->nextWriter;
+}
+
+constexpr int invalidFlags = -1;
+
+int firstFlags(char letter) noexcept {
+    switch (letter) {
+        case 'r':
+            return O_RDONLY;
+        case 'w':
+            return O_WRONLY | O_CREAT | O_TRUNC;
+        case 'a':
+            return O_WRONLY | O_CREAT | O_APPEND;
+        default:
+            return invalidFlags;
+    }
+}
+
+// The flags of a mode text, or the invalid ones.
+int openFlags(const char* mode) noexcept {
+    int flags = mode == nullptr ? invalidFlags : firstFlags(*mode);
+    if (flags == invalidFlags)
+        return flags;
+    while (*++mode != '\0') {
+        if (*mode == '+')
+            flags = (flags & ~O_ACCMODE) | O_RDWR;
+        else if (*mode == 'x')
+            flags |= O_EXCL;
+        else if (std::strchr("btcenDNRST", *mode) == nullptr)
+            return invalidFlags;
+    }
+    return flags | O_CLOEXEC | O_NOCTTY;
+}
+
+int openDescriptor(const char* hostName, int flags) noexcept {
+    int descriptor = -1;
+    do
+        descriptor = ::open(hostName, flags, 0666);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+// A small file needs no more room than its contents; -1 when a directory was opened.
+std::ptrdiff_t suitableBuffer(int descriptor, int flags) noexcept {
+    if ((flags & O_ACCMODE) != O_RDONLY)
+        return largestBuffer;
+    struct stat facts;
+    if (fstat(descriptor, &facts) != 0)
+        return largestBuffer;
+    if (S_ISDIR(facts.st_mode))
+        return -1;
+    if (!S_ISREG(facts.st_mode))
+        return largestBuffer;
+    const auto size = std::min(static_cast<std::uint64_t>(facts.st_size) + 1,
+                               static_cast<std::uint64_t>(largestBuffer));
+    return static_cast<std::ptrdiff_t>(std::max(static_cast<std::size_t>(size), smallestBuffer));
+}
+
+}  // namespace
+
+FILE::FILE(int openDescriptor, int openFlags, std::size_t bufferSize) noexcept
+    : capacity(bufferSize),
+      descriptor(openDescriptor),
+      isReadable((openFlags & O_ACCMODE) != O_WRONLY),
+      isWritable((openFlags & O_ACCMODE) != O_RDONLY),
+      isAppending((openFlags & O_APPEND) != 0) {
+    if (isWritable)
+        addWriter(this);
+}
+
+FILE::~FILE() {
+    if (isWritable)
+        removeWriter(this);
+}
+
+bool FILE::fail(int number) noexcept {
+    inError = true;
+    errno = number;
+    return false;
+}
+
+bool FILE::allocate() noexcept {
+    if (buffer == nullptr)
+        buffer.reset(new (std::nothrow) char[capacity]);
+    return buffer != nullptr || fail(ENOMEM);
+}
+
+std::size_t FILE::unwritten() const noexcept {
+    return isWriting ? static_cast<std::size_t>(position - buffer.get()) : 0;
+}
+
+bool FILE::startReading() noexcept {
+    if (!isReadable)
+        return fail(EBADF);
+    if (isWriting && !flush())
+        return false;
+    if (!allocate())
+        return false;
+    isWriting = false;
+    room = 0;
+    return true;
+}
+
+bool FILE::startWriting() noexcept {
+    if (!isWritable)
+        return fail(EBADF);
+    if (isWriting)
+        return true;
+    if (!allocate())
+        return false;
+    // What was read ahead is given back, so that the bytes go where the caller stands. Pipes and
+    // terminals have no such place.
+    const std::int64_t here = unread > 0 ? tell() : -1;
+    if (here >= 0 && !moveDescriptor(here))
+        return false;
+    isWriting = true;
+    atEnd = false;
+    unread = 0;
+    position = buffer.get();
+    room = isExiting ? 0 : capacity;
+    return true;
+}
+
+// One read of the host; 0 at the end of the file and on failure, with the flag set.
+std::size_t FILE::transferIn(char* target, std::size_t size) noexcept {
+    ssize_t count = -1;
+    do
+        count = ::read(descriptor, target, size);
+    while (count < 0 && errno == EINTR);
+    if (count > 0) {
+        if (diskPosition >= 0)
+            diskPosition += count;
+        return static_cast<std::size_t>(count);
+    }
+    if (count == 0)
+        atEnd = true;
+    else
+        inError = true;
+    return 0;
+}
+
+// Writes until all is written or the host refuses; how much it took.
+std::size_t FILE::transferOut(const char* source, std::size_t size) noexcept {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::write(descriptor, source + done, size - done);
+        if (count >= 0) {
+            done += static_cast<std::size_t>(count);
+        } else if (errno != EINTR) {
+            inError = true;
+            break;
+        }
+    }
+    if (isAppending)
+        diskPosition = -1;
+    else if (diskPosition >= 0)
+        diskPosition += static_cast<std::int64_t>(done);
+    return done;
+}
+
+std::size_t FILE::fill() noexcept {
+    position = buffer.get();
+    unread = transferIn(position, capacity);
+    return unread;
+}
+
+std::size_t FILE::readSlowly(char* target, std::size_t size) noexcept {
+    if (size == 0 || !startReading())
+        return 0;
+    std::size_t done = 0;
+    while (done < size) {
+        if (unread > 0) {
+            const std::size_t part = std::min(unread, size - done);
+            std::memcpy(target + done, position, part);
+            position += part;
+            unread -= part;
+            done += part;
+        } else if (atEnd) {
+            break;
+        } else if (size - done >= capacity) {
+            const std::size_t part = transferIn(target + done, size - done);
+            position = buffer.get();
+            if (part == 0)
+                break;
+            done += part;
+        } else if (fill() == 0) {
+            break;
+        }
+    }
+    return done;
+}
+
+std::size_t FILE::writeSlowly(const char* source, std::size_t size) noexcept {
+    if (size == 0 || !startWriting())
+        return 0;
+    std::size_t done = 0;
+    while (done < size) {
+        if (room == 0 && !flush())
+            break;
+        if (unwritten() == 0 && (room == 0 || size - done >= capacity))
+            return done + transferOut(source + done, size - done);
+        const std::size_t part = std::min(room, size - done);
+        std::memcpy(position, source + done, part);
+        position += part;
+        room -= part;
+        done += part;
+    }
+    return done;
+}
+
+bool FILE::flush() noexcept {
+    const std::size_t size = unwritten();
+    if (size == 0)
+        return true;
+    const std::size_t done = transferOut(buffer.get(), size);
+    if (done < size)
+        std::memmove(buffer.get(), buffer.get() + done, size - done);
+    position = buffer.get() + (size - done);
+    // At exit nothing is held any more, since nothing would write it later.
+    room = isExiting ? 0 : capacity - (size - done);
+    return done == size;
+}
+
+bool FILE::seek(std::int64_t target) noexcept {
+    if (target < 0) {
+        errno = EINVAL;
+        return false;
+    }
+    if (!flush())
+        return false;
+    // A target among the bytes read ahead costs no call.
+    if (!isWriting && position != nullptr && diskPosition >= 0) {
+        const std::int64_t here = diskPosition - static_cast<std::int64_t>(unread);
+        if (target <= diskPosition && target >= here - (position - buffer.get())) {
+            position += target - here;
+            unread = static_cast<std::size_t>(diskPosition - target);
+            atEnd = false;
+            return true;
+        }
+    }
+    if (!moveDescriptor(target))
+        return false;
+    isWriting = false;
+    atEnd = false;
+    unread = 0;
+    room = 0;
+    position = buffer.get();
+    return true;
+}
+
+bool FILE::moveDescriptor(std::int64_t target) noexcept {
+    if (lseek(descriptor, target, SEEK_SET) < 0)
+        return false;
+    diskPosition = target;
+    return true;
+}
+
+std::int64_t FILE::tell() noexcept {
+    // Where appended bytes will stand is known only once they do.
+    if (isAppending && !flush())
+        return -1;
+    if (diskPosition < 0)
+        diskPosition = lseek(descriptor, 0, SEEK_CUR);
+    if (diskPosition < 0)
+        return -1;
+    return diskPosition - static_cast<std::int64_t>(unread) +
+           static_cast<std::int64_t>(unwritten());
+}
+
+bool FILE::close() noexcept {
+    const bool isFlushed = flush();
+    const int number = errno;
+    const bool isClosed = ::close(descriptor) == 0;
+    if (!isFlushed)
+        errno = number;
+    return isFlushed && isClosed;
+}
+
+bool FILE::appendLine(std::string& line) {
+    if (!startReading())
+        return false;
+    while (true) {
+        if (unread == 0 && (atEnd || fill() == 0))
+            return false;
+        const void* const found = std::memchr(position, '\n', unread);
+        const std::size_t part =
+            found == nullptr ? unread
+                             : static_cast<std::size_t>(static_cast<const char*>(found) - position);
+        line.append(position, part);
+        const std::size_t taken = found == nullptr ? part : part + 1;
+        position += taken;
+        unread -= taken;
+        if (found != nullptr)
+            return true;
+    }
+}
+
+FILE* fopen(const char* name, const char* mode) noexcept {
+    const int flags = openFlags(mode);
+    if (flags == invalidFlags) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    const int descriptor = openDescriptor(HostPath(name).c_str(), flags);
+    if (descriptor < 0)
+        return nullptr;
+    const std::ptrdiff_t size = suitableBuffer(descriptor, flags);
+    FILE* const file = size < 0 ? nullptr
+                                : new (std::nothrow)
+                                      FILE(descriptor, flags, static_cast<std::size_t>(size));
+    if (file == nullptr) {
+        ::close(descriptor);
+        errno = size < 0 ? EISDIR : ENOMEM;
+    }
+    return file;
+}
+
+int fclose(FILE* file) noexcept {
+    const std::unique_ptr<FILE> owner(file);
+    return file->close() ? 0 : -1;
+}
+
+int fflush(FILE* file) noexcept {
+    return file->flush() ? 0 : -1;
+}
+
+int fseek(FILE* file, long offset, int origin) noexcept {
+    if (origin != SEEK_SET) {
+        errno = EINVAL;
+        return -1;
+    }
+    return file->seek(offset) ? 0 : -1;
+}
+
+long ftell(FILE* file) noexcept {
+    const std::int64_t position = file->tell();
+    if (position > std::numeric_limits<std::int32_t>::max()) {
+        errno = EOVERFLOW;
+        return -1;
+    }
+    return static_cast<long>(position);
+}
+
+}  // namespace Sorvex::platform
