@@ -2,6 +2,7 @@
 #ifndef SORVEX_SORVEX_H
 #define SORVEX_SORVEX_H
 
+#include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
 
 #endif

@@ -1,0 +1,237 @@
+#include <sorvex/bstream.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include "platform/width.h"
+
+namespace Sorvex {
+
+namespace {
+
+// The operators read into a block of the stack where they can. Texts are mostly short.
+constexpr std::size_t stackBlockSize = 1024;
+
+/// The bytes of an unsigned word as they stand on a stream, whatever the order of the host.
+template <typename Word>
+std::array<unsigned char, sizeof(Word)> bytesOf(Word word) {
+    std::array<unsigned char, sizeof(Word)> bytes;
+    for (std::size_t place = 0; place < sizeof(Word); ++place)
+        bytes[place] = static_cast<unsigned char>(word >> (8 * place));
+    return bytes;
+}
+
+template <typename Word>
+Word wordOf(const std::array<unsigned char, sizeof(Word)>& bytes) {
+    Word word = 0;
+    for (std::size_t place = 0; place < sizeof(Word); ++place)
+        word = static_cast<Word>(word | static_cast<Word>(bytes[place]) << (8 * place));
+    return word;
+}
+
+template <typename Word>
+BStream& put(BStream& stream, Word word) {
+    const auto bytes = bytesOf(word);
+    stream.write(bytes.data(), bytes.size());
+    return stream;
+}
+
+/// Reads over the bytes of a word. False when nothing arrived, so that a value wider than its word
+/// can be left alone; a stream that delivers without counting is believed by its bytes.
+template <typename Word>
+bool take(BStream& stream, Word& word) {
+    const auto before = bytesOf(word);
+    auto bytes = before;
+    const bool counted = stream.read(bytes.data(), bytes.size()) != 0;
+    word = wordOf<Word>(bytes);
+    return counted || bytes != before;
+}
+
+template <typename Word, typename Integer>
+BStream& takeInteger(BStream& stream, Integer& value) {
+    auto word = static_cast<Word>(value);
+    if (take(stream, word))
+        value = static_cast<Integer>(static_cast<std::make_signed_t<Word>>(word));
+    return stream;
+}
+
+/// The bits of a floating-point value go by memory: passing it by value can change a NaN.
+template <typename Word, typename Float>
+bool takeFloat(BStream& stream, Float& value) {
+    static_assert(sizeof(Word) == sizeof(Float) && std::numeric_limits<Float>::is_iec559);
+    Word word = 0;
+    std::memcpy(&word, &value, sizeof word);
+    const bool arrived = take(stream, word);
+    std::memcpy(&value, &word, sizeof word);
+    return arrived;
+}
+
+void requireLength(std::size_t length) {
+    if (length > std::numeric_limits<std::uint32_t>::max())
+        throw std::length_error("BStream::operator<<");
+}
+
+/// One read of a text's characters into a block; gives those up to the first NUL.
+void takeText(BStream& stream, std::string& text, char* block, std::uint32_t length) {
+    const std::size_t arrived = std::min<std::size_t>(stream.read(block, length), length);
+    const void* const nul = std::memchr(block, 0, arrived);
+    const char* const end = nul == nullptr ? block + arrived : static_cast<const char*>(nul);
+    text.assign(block, static_cast<std::size_t>(end - block));
+}
+
+struct BlockRelease {
+    void operator()(char* block) const noexcept { std::free(block); }
+};
+
+}  // namespace
+
+BStream::BStream() noexcept = default;
+
+BStream::~BStream() = default;
+
+BStream& BStream::operator<<(char value) {
+    return put(*this, static_cast<std::uint8_t>(value));
+}
+
+BStream& BStream::operator<<(signed char value) {
+    return put(*this, static_cast<std::uint8_t>(value));
+}
+
+BStream& BStream::operator<<(unsigned char value) {
+    return put(*this, static_cast<std::uint8_t>(value));
+}
+
+BStream& BStream::operator<<(short value) {
+    return put(*this, static_cast<std::uint16_t>(value));
+}
+
+BStream& BStream::operator<<(unsigned short value) {
+    return put(*this, static_cast<std::uint16_t>(value));
+}
+
+BStream& BStream::operator<<(int value) {
+    return put(*this, asUnsigned32(value));
+}
+
+BStream& BStream::operator<<(unsigned int value) {
+    return put(*this, asUnsigned32(value));
+}
+
+BStream& BStream::operator<<(long value) {
+    return put(*this, asUnsigned32(value));
+}
+
+BStream& BStream::operator<<(unsigned long value) {
+    return put(*this, asUnsigned32(value));
+}
+
+BStream& BStream::operator<<(float value) {
+    return put(*this, std::bit_cast<std::uint32_t>(value));
+}
+
+BStream& BStream::operator<<(double value) {
+    return put(*this, std::bit_cast<std::uint64_t>(value));
+}
+
+BStream& BStream::operator<<(long double value) {
+    return put(*this, std::bit_cast<std::uint64_t>(static_cast<double>(value)));
+}
+
+BStream& BStream::operator<<(const char* text) {
+    const std::size_t length = std::strlen(text);
+    requireLength(length);
+    write(text, static_cast<unsigned long>(length));
+    return *this;
+}
+
+BStream& BStream::operator<<(const std::string& text) {
+    requireLength(text.size());
+    put(*this, asUnsigned32(text.size()));
+    write(text.data(), static_cast<unsigned long>(text.size()));
+    return *this;
+}
+
+BStream& BStream::operator>>(char& value) {
+    return takeInteger<std::uint8_t>(*this, value);
+}
+
+BStream& BStream::operator>>(signed char& value) {
+    return takeInteger<std::uint8_t>(*this, value);
+}
+
+BStream& BStream::operator>>(unsigned char& value) {
+    return takeInteger<std::uint8_t>(*this, value);
+}
+
+BStream& BStream::operator>>(short& value) {
+    return takeInteger<std::uint16_t>(*this, value);
+}
+
+BStream& BStream::operator>>(unsigned short& value) {
+    return takeInteger<std::uint16_t>(*this, value);
+}
+
+BStream& BStream::operator>>(int& value) {
+    return takeInteger<std::uint32_t>(*this, value);
+}
+
+BStream& BStream::operator>>(unsigned int& value) {
+    return takeInteger<std::uint32_t>(*this, value);
+}
+
+BStream& BStream::operator>>(long& value) {
+    return takeInteger<std::uint32_t>(*this, value);
+}
+
+BStream& BStream::operator>>(unsigned long& value) {
+    std::uint32_t word = asUnsigned32(value);
+    if (take(*this, word))
+        value = word;
+    return *this;
+}
+
+BStream& BStream::operator>>(float& value) {
+    takeFloat<std::uint32_t>(*this, value);
+    return *this;
+}
+
+BStream& BStream::operator>>(double& value) {
+    takeFloat<std::uint64_t>(*this, value);
+    return *this;
+}
+
+BStream& BStream::operator>>(long double& value) {
+    auto narrow = static_cast<double>(value);
+    if (takeFloat<std::uint64_t>(*this, narrow))
+        value = narrow;
+    return *this;
+}
+
+BStream& BStream::operator>>(std::string& text) {
+    std::uint32_t length = 0;
+    take(*this, length);
+    if (length == 0) {
+        text.clear();
+        return *this;
+    }
+    if (length <= stackBlockSize) {
+        char block[stackBlockSize];
+        takeText(*this, text, block, length);
+        return *this;
+    }
+    // The block is not cleared, so that only what arrives is ever touched.
+    const std::unique_ptr<char, BlockRelease> block(static_cast<char*>(std::malloc(length)));
+    if (block == nullptr)
+        throw std::bad_alloc();
+    takeText(*this, text, block.get(), length);
+    return *this;
+}
+
+}  // namespace Sorvex
