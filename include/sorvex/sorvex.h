@@ -4,5 +4,6 @@
 
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
+#include <sorvex/timestamp.h>
 
 #endif

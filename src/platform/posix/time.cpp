@@ -1,6 +1,8 @@
 #include "platform/posix/time.h"
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <sched.h>
@@ -9,6 +11,64 @@
 #include "platform/posix/handles.h"
 
 namespace Sorvex::platform {
+
+namespace {
+
+/// What the host told of the zone in one second. The rules are looked at again when the second or
+/// the environment's zone is another one, since looking costs many times what the clock does.
+class Zone {
+public:
+    void refresh(std::int64_t second) noexcept {
+        const char* wanted = std::getenv("TZ");
+        if (second == lookedAt && isSame(wanted))
+            return;
+        keep(wanted);
+        lookedAt = second;
+        // localtime_r alone keeps the zone that the process started with.
+        tzset();
+        const auto time = static_cast<time_t>(second);
+        tm local{};
+        localtime_r(&time, &local);
+        constexpr long daylightSaving = 3600;
+        daylight = local.tm_isdst > 0;
+        minutesWest = (daylight ? daylightSaving : 0) - local.tm_gmtoff;
+        minutesWest /= 60;
+    }
+
+    std::int16_t west() const noexcept { return static_cast<std::int16_t>(minutesWest); }
+    bool isDaylight() const noexcept { return daylight; }
+
+private:
+    bool isSame(const char* wanted) const noexcept {
+        return wanted == nullptr ? !named : named && std::strcmp(wanted, name) == 0;
+    }
+
+    void keep(const char* wanted) noexcept {
+        named = wanted != nullptr;
+        // A longer name is cut and so never found to be the same.
+        std::strncpy(name, named ? wanted : "", sizeof name - 1);
+    }
+
+    std::int64_t lookedAt = -1;
+    long minutesWest = 0;
+    bool daylight = false;
+    bool named = false;
+    char name[64] = {};
+};
+
+}  // namespace
+
+void _ftime(_timeb* clock) noexcept {
+    // One for each thread, so that nothing is shared.
+    thread_local constinit Zone zone;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    zone.refresh(now.tv_sec);
+    clock->time = now.tv_sec;
+    clock->millitm = static_cast<std::uint16_t>(now.tv_nsec / 1000000);
+    clock->timezone = zone.west();
+    clock->dstflag = zone.isDaylight() ? 1 : 0;
+}
 
 void Sleep(DWORD milliseconds) {
     if (milliseconds == 0) {

@@ -13,6 +13,7 @@
 #include <direct.h>
 #include <io.h>
 #include <sys/stat.h>
+#include <sys/timeb.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -23,10 +24,12 @@ namespace Sorvex::platform {
 
 using ::_access;
 using ::_chmod;
+using ::_ftime;
 using ::_fullpath;
 using ::_mkdir;
 using ::_rmdir;
 using ::_stat;
+using ::_timeb;
 using ::BOOL;
 using ::CloseHandle;
 using ::DWORD;
