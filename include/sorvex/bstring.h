@@ -4,11 +4,269 @@
 
 #include <exception>
 #include <iosfwd>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <sorvex/export.h>
 
 namespace Sorvex {
+
+/// A text of 8-bit characters: the standard string with conversions to and from numbers, editing,
+/// words, fields and wildcards.
+///
+/// It holds nothing beside its base and can be passed wherever a standard string is taken by plain
+/// reference. It has no virtual destructor: delete it as what it is.
+///
+/// A text can hold NUL characters, and each operation reads one of two views of it: the whole view
+/// is all stored characters; the text view ends before the first NUL. Copies, assignments and
+/// number conversions read the text view, and so does every static operation, of its texts as of
+/// its result. Where nothing else is said, members read the whole view.
+///
+/// A null pointer is no text. Several threads may read one object at the same time; changing it
+/// takes it for one thread alone.
+class SORVEX_API BString : public std::string {
+public:
+    /// An empty text.
+    BString() noexcept;
+    explicit BString(const std::allocator<char>& allocator) noexcept;
+
+    /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
+    /// the source is moved from.
+    BString(const BString& source);
+    BString(BString&& source) noexcept;
+    BString(const std::string& source);
+    BString(std::string&& source) noexcept;
+
+    /// At most count characters of the text view of the source, from pos on.
+    ///
+    /// @throws std::out_of_range when pos is greater than the length of that view
+    BString(const std::string& source, size_type pos, size_type count,
+            const std::allocator<char>& allocator = std::allocator<char>());
+
+    /// Exactly the count characters at text, NUL or not.
+    BString(const char* text, size_type count,
+            const std::allocator<char>& allocator = std::allocator<char>());
+
+    /// The characters of text before its NUL.
+    BString(const char* text, const std::allocator<char>& allocator = std::allocator<char>());
+
+    /// count times the character c.
+    BString(size_type count, char c,
+            const std::allocator<char>& allocator = std::allocator<char>());
+
+    /// Exactly the characters from first up to, not including, last, NUL or not.
+    BString(const char* first, const char* last,
+            const std::allocator<char>& allocator = std::allocator<char>());
+
+    /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
+    /// bits of a long count.
+    BString(int value);
+    BString(unsigned int value);
+    BString(long value);
+    BString(unsigned long value);
+
+    /// The text of printf's "%f": six decimals, rounded exactly, with the decimal point of the
+    /// locale in force.
+    ///
+    /// A text of more than 31 characters, which takes a magnitude of 1e23 at least, gives way to
+    /// the shortest form with an exponent that asDouble reads back as the same number ("2e+24").
+    BString(double value);
+
+    ~BString();
+
+    /// Takes over the text view of the source. A text assigned to itself is cut at its first NUL.
+    BString& operator=(const BString& source);
+
+    /// Formats a printf-style list of values, of at most 4095 characters. NUL characters that the
+    /// format produces stay in the result.
+    ///
+    /// @throws std::runtime_error "BString::asString() : buffer overflow" when the text is longer,
+    ///     or when the runtime can't format it.
+    [[gnu::format(printf, 1, 2)]] static BString asString(const char* format, ...);
+
+    /// @name Numbers
+    ///
+    /// Each reads the text view as the runtime of a 32-bit host does: leading white space and one
+    /// sign are passed over, what stands behind the number is left alone, and no digits at all give
+    /// 0. A number out of range gives the nearest limit and sets errno to ERANGE.
+    /// @{
+
+    /// Decimal, from -2147483648 to 2147483647.
+    int asInt() const;
+    long asLong() const;
+
+    /// asDouble, narrowed.
+    float asFloat() const;
+
+    /// Decimal with or without exponent, hexadecimal, "inf" and "nan", with the decimal point of
+    /// the locale in force.
+    double asDouble() const;
+
+    /// From 0 to 4294967295; "-1" gives 4294967295.
+    ///
+    /// @param base 2 to 36, or 0 to tell decimal, octal ("0") and hexadecimal ("0x") by the prefix.
+    ///     Another base gives 0 and sets errno to EINVAL.
+    unsigned long asUnsigned(int base = 10) const;
+    /// @}
+
+    /// @name Case and classes of characters
+    ///
+    /// The members work on the whole view. Letters and printable characters are those of the locale
+    /// in force, digits always 0 to 9. The library never sets a locale.
+    /// @{
+
+    /// Changes every character by toupper, in place.
+    BString& upperCase();
+    static BString upperCase(const std::string& text);
+    static BString upperCase(const char* text);
+
+    /// Changes every character by tolower, in place.
+    BString& lowerCase();
+    static BString lowerCase(const std::string& text);
+    static BString lowerCase(const char* text);
+
+    /// Whether all characters are printable, as the blank is, and tab, newline and NUL are not.
+    /// True of an empty text.
+    bool isPrintable() const;
+    static bool isPrintable(const std::string& text);
+    static bool isPrintable(const char* text);
+
+    /// Whether all characters are digits. True of an empty text.
+    bool isDigits() const;
+    static bool isDigits(const std::string& text);
+    static bool isDigits(const char* text);
+
+    /// Whether the text is digits behind at most one minus sign. True of an empty text and of "-".
+    /// What follows a minus sign is read in the text view.
+    bool isSigned() const;
+    static bool isSigned(const std::string& text);
+    static bool isSigned(const char* text);
+
+    /// Whether the text view is digits with at most one full stop before, among or behind them,
+    /// behind at most one minus sign. No digit is needed: true of "", "-", "." and "-.".
+    bool isDouble() const;
+    static bool isDouble(const std::string& text);
+    static bool isDouble(const char* text);
+    /// @}
+
+    /// @name Stripping
+    ///
+    /// Each removes the longest run of characters of a set from one end or both, in place and
+    /// without allocating. The set is one character, all characters of a standard string, or those
+    /// of a C text; without one it is blank, tab, carriage return and newline. An empty set removes
+    /// nothing.
+    /// @{
+    BString& strip();
+    BString& strip(char c);
+    BString& strip(const std::string& set);
+    BString& strip(const char* set);
+
+    BString& stripLeading();
+    BString& stripLeading(char c);
+    BString& stripLeading(const std::string& set);
+    BString& stripLeading(const char* set);
+
+    BString& stripTrailing();
+    BString& stripTrailing(char c);
+    BString& stripTrailing(const std::string& set);
+    BString& stripTrailing(const char* set);
+
+    static BString stripBlanks(const std::string& text);
+    static BString stripLeadingBlanks(const std::string& text);
+    static BString stripTrailingBlanks(const std::string& text);
+
+    static BString strip(const std::string& text, char c);
+    static BString strip(const std::string& text, const std::string& set);
+    static BString strip(const std::string& text, const char* set);
+
+    static BString stripLeading(const std::string& text, char c);
+    static BString stripLeading(const std::string& text, const std::string& set);
+    static BString stripLeading(const std::string& text, const char* set);
+
+    static BString stripTrailing(const std::string& text, char c);
+    static BString stripTrailing(const std::string& text, const std::string& set);
+    static BString stripTrailing(const std::string& text, const char* set);
+    /// @}
+
+    /// Replaces every occurrence of a text by another, in one pass from left to right, in linear
+    /// time. What was written is not searched again: "aab" with "ab" changed to "b" is "ab". An
+    /// empty from changes nothing. Either argument may be this text itself.
+    ///
+    /// @throws std::length_error when the text would grow past its maximum; it is then unchanged
+    BString& change(const std::string& from, const std::string& to);
+    static BString change(const std::string& text, const std::string& from, const std::string& to);
+
+    /// Replaces each character from by to, which may be NUL. The length stays.
+    BString& change(char from, char to);
+
+    /// Brings the text to width characters: pads it at the right end, or cuts it there. A text that
+    /// is cut is cut at its first NUL as well.
+    BString& leftJustify(size_type width, char fill = ' ');
+
+    /// Brings the text to width characters: pads it at the left end, or cuts it at the right end.
+    /// Unless it has that length already, what stands behind its first NUL is lost first.
+    BString& rightJustify(size_type width, char fill = ' ');
+
+    /// @name Words
+    ///
+    /// A word is a run of characters other than the blank; tab, newline and NUL belong to words.
+    /// Words are numbered from 1, counted from the position start on; a start inside a word makes
+    /// the rest of it the first word.
+    /// @{
+
+    /// The position of the first character of a word; npos when there is no such word.
+    size_type indexOfWord(size_type wordNumber, size_type start = 0) const;
+
+    /// The text view of a word; empty when there is no such word.
+    BString word(size_type wordNumber, size_type start = 0) const;
+
+    size_type numberOfWords(size_type start = 0) const;
+    /// @}
+
+    /// Appends the words of the text, which delimiters part, and returns the size of the vector.
+    ///
+    /// Runs of delimiters are passed over. A word at the very beginning is ended by any delimiter,
+    /// each other word only by the character that stands directly before it: with blank and comma,
+    /// "a b,c d" is "a", "b,c", "d".
+    ///
+    /// A word that begins with one of the quotes ends at the next such quote that its delimiter
+    /// follows at once, or at one that ends the text, and comes without both: with blank and
+    /// apostrophe, "'a'b' c" is "a'b", "c". Where the delimiter does not occur any more, the first
+    /// quote ends the word, or the last character of the text if it is that quote. Without a
+    /// closing quote the word reaches to the end. "''" is an empty word, a lone quote at the end no
+    /// word.
+    ///
+    /// @param words keeps what it holds; new elements may hold NUL characters
+    /// @param delimiters, quotes sets of characters; empty ones are allowed
+    size_type parseWords(std::vector<std::string>& words, const char* delimiters,
+                         const char* quotes) const;
+
+    /// Appends the fields of the text and returns the size of the vector.
+    ///
+    /// The first delimiter in the text is the only one of the whole text: with comma and semicolon,
+    /// "a;b,c;d" is "a", "b,c", "d". Each one ends a field, so two in a row enclose an empty field;
+    /// one at the very end opens no further field. A text that begins with a delimiter begins with
+    /// an empty field.
+    ///
+    /// @param fields keeps what it holds; each new element is the text view of a field. This text
+    ///     may be one of its elements.
+    /// @param delimiters a set of characters; when it is empty the whole text is one field
+    size_type parseFields(std::vector<BString>& fields, const char* delimiters) const;
+
+    /// Whether the text matches a pattern, in which "?" stands for one character and "*" for any
+    /// run, the empty one included. All other characters stand for themselves, byte for byte.
+    ///
+    /// The match is one forward pass in linear time: what follows a "*" is taken where it first
+    /// occurs, and not tried again further on. "*.txt" does not match "a.txt.txt".
+    ///
+    /// The members compare the whole view of this text, the static forms the text view of theirs.
+    /// A pattern is read in its text view.
+    bool isLike(const std::string& pattern) const;
+    bool isLike(const char* pattern) const;
+    static bool isLike(const std::string& text, const std::string& pattern);
+    static bool isLike(const char* text, const char* pattern);
+};
 
 /// Formats a printf-style list of values, of at most 4095 characters.
 ///

@@ -4,6 +4,7 @@
 #define SORVEX_PLATFORM_PLATFORM_H
 
 #ifdef _WIN32
+#include "platform/windows/locale.h"
 #include "platform/windows/windows.h"
 #else
 #include "platform/posix/errors.h"
@@ -11,6 +12,7 @@
 #include "platform/posix/files.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/locale.h"
 #include "platform/posix/paths.h"
 #include "platform/posix/time.h"
 #endif

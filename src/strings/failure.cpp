@@ -36,10 +36,6 @@ void raise(const char* literal) {
     throw std::runtime_error(literal);
 }
 
-void raiseLogic(const char* literal) {
-    throw std::logic_error(literal);
-}
-
 void raiseFor(const char* literal, const std::string& subject) {
     throw std::runtime_error(literal + subject);
 }

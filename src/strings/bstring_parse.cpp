@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <array>
+#include <functional>
+
+#include <sorvex/bstring.h>
+
+#include "strings/character_set.h"
+#include "strings/text_view.h"
+
+namespace Sorvex {
+
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+/// The first position from one on whose character is, or is not, in a set.
+std::size_t findMember(std::string_view text, const CharacterSet& set, std::size_t from,
+                       bool member) noexcept {
+    for (std::size_t position = from; position < text.size(); ++position) {
+        if (set(text[position]) == member)
+            return position;
+    }
+    return npos;
+}
+
+/// Takes the words out of a text one after another, in linear time.
+///
+/// The delimiter of a word is the one character that stands before it; of a word at the beginning,
+/// any of the delimiters.
+class WordParser {
+public:
+    WordParser(std::string_view textToParse, const char* delimiterSet,
+               const char* quoteSet) noexcept
+        : text(textToParse), delimiters(delimiterSet), quotes(quoteSet) {}
+
+    /// Finds the next word; false at the end of the text.
+    bool next(std::string_view& word) noexcept {
+        while (position < text.size()) {
+            std::size_t start = findMember(text, delimiters, position, false);
+            if (start == npos)
+                return false;
+            const bool quoted = quotes(text[start]);
+            std::size_t end = quoted ? closingQuote(start) : findDelimiter(start, start + 1);
+            if (quoted)
+                ++start;
+            if (end == npos)
+                end = text.size();
+            position = end + 1;
+            // The end lies before the start for a lone quote at the end of the text.
+            if (end >= start) {
+                word = text.substr(start, end - start);
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    bool isDelimiter(std::size_t wordStart, char c) const noexcept {
+        return wordStart == 0 ? delimiters(c) : c == text[wordStart - 1];
+    }
+
+    std::size_t findDelimiter(std::size_t wordStart, std::size_t from) const noexcept {
+        return wordStart == 0 ? findMember(text, delimiters, from, true)
+                              : text.find(text[wordStart - 1], from);
+    }
+
+    /// The quote that ends the word whose opening quote stands at start; npos when there is none.
+    ///
+    /// That is the first one with the delimiter directly behind it. If the delimiter gives out on
+    /// the way, it is the last character of the text if that is the quote, else the first quote
+    /// that no delimiter follows.
+    std::size_t closingQuote(std::size_t start) const noexcept {
+        const char quote = text[start];
+        std::size_t follower = start;
+        for (std::size_t candidate = text.find(quote, start + 1); candidate != npos;
+             candidate = text.find(quote, candidate + 1)) {
+            // A delimiter that was found further on serves all quotes before it.
+            if (follower < candidate)
+                follower = delimiterBehindQuote(start, candidate);
+            if (follower == candidate + 1)
+                return candidate;
+            if (follower == npos)
+                return text.back() == quote ? text.size() - 1 : candidate;
+        }
+        return text.back() == quote ? text.size() - 1 : npos;
+    }
+
+    // Most closing quotes have their delimiter next to them. The quote itself is a delimiter when
+    // it closed the word before.
+    std::size_t delimiterBehindQuote(std::size_t start, std::size_t candidate) const noexcept {
+        if (isDelimiter(start, text[candidate]))
+            return candidate;
+        if (candidate + 1 < text.size() && isDelimiter(start, text[candidate + 1]))
+            return candidate + 1;
+        return findDelimiter(start, candidate + 1);
+    }
+
+    std::string_view text;
+    CharacterSet delimiters;
+    CharacterSet quotes;
+    std::size_t position = 0;
+};
+
+/// Makes room for more elements without giving up the growth by factors that keeps appending in
+/// many small calls linear.
+template <typename Element>
+void makeRoom(std::vector<Element>& elements, std::size_t more) {
+    if (more > elements.capacity() - elements.size())
+        elements.reserve(std::max(elements.size() + more, 2 * elements.capacity()));
+}
+
+/// Where the fields of a text are parted: by the first of the delimiters, all along.
+void appendFields(std::string_view text, const CharacterSet& delimiters,
+                  std::vector<BString>& fields) {
+    const std::size_t first = findMember(text, delimiters, 0, true);
+    const bool mayHoldNul = text.find('\0') != npos;
+    const auto append = [&](std::string_view field) {
+        if (mayHoldNul)
+            field = textView(field);
+        fields.emplace_back(field.data(), field.size());
+    };
+    append(text.substr(0, first));
+    if (first == npos)
+        return;
+    const char delimiter = text[first];
+    std::string_view rest = text.substr(first + 1);
+    makeRoom(fields, static_cast<std::size_t>(std::count(rest.begin(), rest.end(), delimiter)) + 1);
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(delimiter), rest.size());
+        append(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+}
+
+}  // namespace
+
+BString::size_type BString::parseWords(std::vector<std::string>& words, const char* delimiters,
+                                       const char* quotes) const {
+    WordParser parser(*this, delimiters, quotes);
+    // Words are collected before they are stored, so that a short text's need one allocation.
+    std::array<std::string_view, 32> found;
+    for (std::size_t count = found.size(); count == found.size();) {
+        count = 0;
+        while (count < found.size() && parser.next(found[count]))
+            ++count;
+        makeRoom(words, count);
+        for (std::size_t i = 0; i < count; ++i)
+            words.emplace_back(found[i]);
+    }
+    return words.size();
+}
+
+BString::size_type BString::parseFields(std::vector<BString>& fields,
+                                        const char* delimiters) const {
+    if (empty())
+        return fields.size();
+    const CharacterSet set(delimiters);
+    const std::less<const BString*> before;
+    const bool isOwnElement =
+        !fields.empty() && !before(this, &fields.front()) && !before(&fields.back(), this);
+    // An element would move away from under the parse when the vector grows.
+    if (isOwnElement)
+        appendFields(std::string(*this), set, fields);
+    else
+        appendFields(*this, set, fields);
+    return fields.size();
+}
+
+}  // namespace Sorvex

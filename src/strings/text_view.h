@@ -1,0 +1,29 @@
+// The text view of a string: its characters before the first NUL.
+#ifndef SORVEX_STRINGS_TEXT_VIEW_H
+#define SORVEX_STRINGS_TEXT_VIEW_H
+
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace Sorvex {
+
+inline std::string_view textView(const std::string& text) noexcept {
+    return {text.data(), std::strlen(text.data())};
+}
+
+/// The same of a part of a string, which no NUL need follow.
+inline std::string_view textView(std::string_view text) noexcept {
+    return text.substr(0, text.find('\0'));
+}
+
+/// Drops the first NUL and what stands behind it.
+inline void cutToTextView(std::string& text) noexcept {
+    const std::size_t length = std::strlen(text.data());
+    if (length < text.size())
+        text.resize(length);
+}
+
+}  // namespace Sorvex
+
+#endif
