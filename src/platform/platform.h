@@ -7,6 +7,7 @@
 #include "platform/windows/locale.h"
 #include "platform/windows/windows.h"
 #else
+#include "platform/posix/copy.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/file_times.h"
 #include "platform/posix/files.h"

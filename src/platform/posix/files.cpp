@@ -224,23 +224,21 @@ std::size_t FILE::readSlowly(char* target, std::size_t size) noexcept {
         return 0;
     std::size_t done = 0;
     while (done < size) {
-        if (unread > 0) {
-            const std::size_t part = std::min(unread, size - done);
-            std::memcpy(target + done, position, part);
-            position += part;
-            unread -= part;
-            done += part;
-        } else if (atEnd) {
-            break;
-        } else if (size - done >= capacity) {
-            const std::size_t part = transferIn(target + done, size - done);
+        if (unread == 0 && !atEnd && size - done >= capacity) {
             position = buffer.get();
+            const std::size_t part = transferIn(target + done, size - done);
             if (part == 0)
                 break;
             done += part;
-        } else if (fill() == 0) {
-            break;
+            continue;
         }
+        if (unread == 0 && (atEnd || fill() == 0))
+            break;
+        const std::size_t part = std::min(unread, size - done);
+        std::memcpy(target + done, position, part);
+        position += part;
+        unread -= part;
+        done += part;
     }
     return done;
 }

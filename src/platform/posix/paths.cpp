@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/posix/copy.h"
 #include "platform/posix/host_path.h"
 
 namespace Sorvex::platform {
@@ -181,7 +182,7 @@ private:
     }
 
     void separate() noexcept {
-        if (text[length - 1] != '\\')
+        if (length > 0 && text[length - 1] != '\\')
             append("\\");
     }
 
@@ -276,11 +277,14 @@ int rename(const char* oldName, const char* newName) noexcept {
     int result = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
     if (result != 0 && (errno == EINVAL || errno == ENOSYS))
         result = renameInTwoSteps(from.c_str(), to.c_str());
-    if (result == 0 || errno != EEXIST)
-        return result;
-    if (isSameEntry(from, to))
+    if (result == 0)
         return 0;
-    errno = EEXIST;
+    const int number = errno;
+    if ((number == EXDEV && moveEntryAcross({AT_FDCWD, from.c_str()}, {AT_FDCWD, to.c_str()})) ||
+        (number == EEXIST && isSameEntry(from, to)))
+        return 0;
+    if (number == EEXIST || errno == EISDIR || errno == EOPNOTSUPP)
+        errno = number;
     return -1;
 }
 

@@ -52,7 +52,8 @@ int remove(const char* name) noexcept;
 
 /// Gives an entry another name, which must not exist. 0 on success, else -1.
 ///
-/// Two names of one entry are no failure, and nothing changes.
+/// Two names of one entry are no failure, and nothing changes. What is not a directory can also go
+/// to another file system.
 int rename(const char* oldName, const char* newName) noexcept;
 
 /// Tells whether two names are those of one entry of one directory, however they are spelled. Two

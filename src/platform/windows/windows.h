@@ -32,6 +32,7 @@ using ::_stat;
 using ::_timeb;
 using ::BOOL;
 using ::CloseHandle;
+using ::CopyFileA;
 using ::DWORD;
 using ::fclose;
 using ::feof;
