@@ -43,6 +43,9 @@ using ::FILETIME;
 using ::FileTimeToLocalFileTime;
 using ::FileTimeToSystemTime;
 using ::fopen;
+using ::FindClose;
+using ::FindFirstFileA;
+using ::FindNextFileA;
 using ::FormatMessageA;
 using ::fread;
 using ::fseek;
@@ -58,6 +61,7 @@ using ::Sleep;
 using ::SYSTEMTIME;
 using ::SystemTimeToFileTime;
 using ::WaitForSingleObject;
+using ::WIN32_FIND_DATAA;
 
 using StatRecord = struct ::_stat;
 
