@@ -4,6 +4,7 @@
 
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
+#include <sorvex/messagefile.h>
 #include <sorvex/timestamp.h>
 
 #endif
