@@ -84,4 +84,10 @@ void Sleep(DWORD milliseconds) {
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {}
 }
 
+DWORD timeGetTime() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<DWORD>(now.tv_sec) * 1000 + static_cast<DWORD>(now.tv_nsec / 1000000);
+}
+
 }  // namespace Sorvex::platform

@@ -26,6 +26,9 @@ void _ftime(_timeb* clock) noexcept;
 /// Suspends the calling thread; 0 ms gives up the rest of its turn, INFINITE never returns.
 void Sleep(DWORD milliseconds);
 
+/// Milliseconds since the system started, times of suspension included, at a width of 32 bits.
+DWORD timeGetTime() noexcept;
+
 }  // namespace Sorvex::platform
 
 #endif

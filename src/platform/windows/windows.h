@@ -12,6 +12,7 @@
 
 #include <direct.h>
 #include <io.h>
+#include <mmsystem.h>
 #include <sys/stat.h>
 #include <sys/timeb.h>
 
@@ -33,7 +34,11 @@ using ::_timeb;
 using ::BOOL;
 using ::CloseHandle;
 using ::CopyFileA;
+using ::CreateEventA;
+using ::CRITICAL_SECTION;
+using ::DeleteCriticalSection;
 using ::DWORD;
+using ::EnterCriticalSection;
 using ::fclose;
 using ::feof;
 using ::ferror;
@@ -43,9 +48,6 @@ using ::FILETIME;
 using ::FileTimeToLocalFileTime;
 using ::FileTimeToSystemTime;
 using ::fopen;
-using ::FindClose;
-using ::FindFirstFileA;
-using ::FindNextFileA;
 using ::FormatMessageA;
 using ::fread;
 using ::fseek;
@@ -53,15 +55,21 @@ using ::ftell;
 using ::fwrite;
 using ::GetLastError;
 using ::HANDLE;
+using ::InitializeCriticalSection;
+using ::LeaveCriticalSection;
 using ::LocalFree;
+using ::OpenEventA;
+using ::PulseEvent;
 using ::remove;
 using ::rename;
+using ::ResetEvent;
+using ::SetEvent;
 using ::SetLastError;
 using ::Sleep;
 using ::SYSTEMTIME;
 using ::SystemTimeToFileTime;
+using ::timeGetTime;
 using ::WaitForSingleObject;
-using ::WIN32_FIND_DATAA;
 
 using StatRecord = struct ::_stat;
 
