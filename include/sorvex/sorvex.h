@@ -2,6 +2,8 @@
 #ifndef SORVEX_SORVEX_H
 #define SORVEX_SORVEX_H
 
+#include <sorvex/bfile.h>
+#include <sorvex/bpath.h>
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
 #include <sorvex/sync.h>

@@ -104,7 +104,7 @@ TEST_F(CopyTest, RefusesAFileOntoItselfUnderAnyName) {
     for (const std::string& from : names)
         for (const std::string& to : names)
             for (const bool overwrite : {false, true}) {
-                SCOPED_TRACE(from + " " + to);
+                SCOPED_TRACE(::testing::Message() << from << " to " << to);
                 EXPECT_FALSE(copyFile(directory.name(from), directory.name(to), overwrite));
                 EXPECT_EQ(errno, overwrite ? EINVAL : EEXIST);
             }
@@ -280,7 +280,7 @@ TEST_F(CopyTest, LeavesWhatTheUserMayNotTouch) {
                                  {source, open},
                                  {source, locked}};
                   for (const auto& c : refused) {
-                      SCOPED_TRACE(c.from + " " + c.to);
+                      SCOPED_TRACE(::testing::Message() << c.from << " to " << c.to);
                       EXPECT_FALSE(copyFile(c.from, c.to, true));
                       EXPECT_EQ(errno, EACCES);
                       EXPECT_EQ(platform::GetLastError(), ERROR_ACCESS_DENIED);
