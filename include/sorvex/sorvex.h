@@ -6,6 +6,7 @@
 #include <sorvex/bpath.h>
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
+#include <sorvex/messagefile.h>
 #include <sorvex/sync.h>
 #include <sorvex/timestamp.h>
 

@@ -5,6 +5,7 @@
 
 #ifdef _WIN32
 #include "platform/windows/locale.h"
+#include "platform/windows/tree.h"
 #include "platform/windows/windows.h"
 #else
 #include "platform/posix/copy.h"
@@ -12,12 +13,14 @@
 #include "platform/posix/events.h"
 #include "platform/posix/file_times.h"
 #include "platform/posix/files.h"
+#include "platform/posix/find.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/host_path.h"
 #include "platform/posix/locale.h"
 #include "platform/posix/paths.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/time.h"
+#include "platform/posix/tree.h"
 #endif
 
 #endif

@@ -47,6 +47,9 @@ using ::FILE;
 using ::FILETIME;
 using ::FileTimeToLocalFileTime;
 using ::FileTimeToSystemTime;
+using ::FindClose;
+using ::FindFirstFileA;
+using ::FindNextFileA;
 using ::fopen;
 using ::FormatMessageA;
 using ::fread;
@@ -70,6 +73,7 @@ using ::SYSTEMTIME;
 using ::SystemTimeToFileTime;
 using ::timeGetTime;
 using ::WaitForSingleObject;
+using ::WIN32_FIND_DATAA;
 
 using StatRecord = struct ::_stat;
 

@@ -1,0 +1,75 @@
+// Message catalogues: keyed texts from a plain text file.
+#ifndef SORVEX_MESSAGEFILE_H
+#define SORVEX_MESSAGEFILE_H
+
+#include <map>
+#include <string>
+
+#include <sorvex/export.h>
+
+namespace Sorvex {
+
+/// A table of message texts, read from a file and looked up by key.
+///
+/// The file holds one entry a line, KEY = text, in any order; the last line of a key wins. Blank
+/// lines, lines that begin with // and lines without a key and a = are passed over. Blanks, tabs
+/// and carriage returns around key and text don't count, inner ones do. There is no quoting and
+/// there are no escapes; a line may have any length. Key and text each end at their first NUL.
+///
+/// A text is a format in the manner of printf. In the formatted text, #KEY refers to another entry,
+/// with up to two arguments for its two %s: #KEY:first:second. A reference ends at the first space,
+/// and only there; the second argument takes all further colons.
+///
+///     // file messages
+///     MISSING = File %s is missing
+///     OPEN = Could not open: #MISSING:%s
+///
+/// Here text("OPEN", "a.txt") gives "Could not open: File a.txt is missing".
+///
+/// Texts and arguments may come from anywhere: whatever they hold, a look-up ends soon, and a
+/// reference reads and writes nothing but its own arguments. What has to fit is the list of values
+/// that the application passes: their number and types are those of the text's conversions.
+///
+/// Look-ups may run at the same time in several threads while nothing adds texts.
+class SORVEX_API MessageFile {
+public:
+    /// Reads a catalogue file. One that is missing or can't be read gives an empty catalogue.
+    explicit MessageFile(const char* name);
+
+    MessageFile(const MessageFile&) = default;
+    MessageFile& operator=(const MessageFile&) = default;
+    ~MessageFile();
+
+    /// Sets the text of a key, both taken as they are.
+    MessageFile& addText(const std::string& key, const std::string& text);
+
+    /// The text of a key, formatted with the values, its references replaced by the texts that they
+    /// name, and blanks, tabs and line ends taken off both ends. An unknown key gives an empty
+    /// string.
+    ///
+    /// The formatted text is cut to 4095 characters; the texts in place of references come on top.
+    /// The conversions are those of the C library but %n, which is no conversion here; neither is a
+    /// width or precision that stands in the list of a text with numbered conversions. What is no
+    /// conversion stays in the text as it is. A width or precision above 1000000 counts as that; a
+    /// text whose widths come as values beyond it is not formatted at all. A text that the runtime
+    /// can't format gives an empty string.
+    ///
+    /// A text that is referred to is formatted with the reference's arguments, empty where it has
+    /// none: its first two %s (or %1$s and %2$s, with a width, a precision and - if need be) and %%
+    /// count, and any other conversion stays as it is. A reference stays, # included, where it
+    /// names no entry or the entry gives an empty text, where it lies more than 16 levels deep, and
+    /// where 4096 references have been replaced or some 500000 been looked at in this look-up.
+    std::string text(const char* key, ...);
+
+protected:
+    /// Reads the file, over the entries that are there.
+    void readFile();
+
+private:
+    std::map<std::string, std::string> texts;
+    std::string fileName;
+};
+
+}  // namespace Sorvex
+
+#endif
