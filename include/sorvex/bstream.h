@@ -144,6 +144,11 @@ public:
     BStreamBuffer& erase() noexcept;
 
 private:
+    std::uint32_t offsetOf(const unsigned char* position) const noexcept;
+    std::uint32_t unread() const noexcept;
+    std::uint32_t room() const noexcept;
+    std::uint32_t readBytes(void* buffer, std::uint32_t size) noexcept;
+    std::uint32_t writeBytes(const void* buffer, std::uint32_t size);
     std::uint32_t grownCapacity(std::uint32_t size) const;
     void grow(std::uint32_t size);
     bool resize(std::uint32_t size) noexcept;

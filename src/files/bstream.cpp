@@ -43,34 +43,40 @@ BStream& put(BStream& stream, Word word) {
     return stream;
 }
 
-/// Reads over the bytes of a word. False when nothing arrived, so that a value wider than its word
-/// can be left alone; a stream that delivers without counting is believed by its bytes.
+/// Reads over the bytes of a word, so that those that do not arrive stay. Returns what read() did.
 template <typename Word>
-bool take(BStream& stream, Word& word) {
-    const auto before = bytesOf(word);
-    auto bytes = before;
-    const bool counted = stream.read(bytes.data(), bytes.size()) != 0;
+unsigned long take(BStream& stream, Word& word) {
+    auto bytes = bytesOf(word);
+    const unsigned long count = stream.read(bytes.data(), bytes.size());
     word = wordOf<Word>(bytes);
-    return counted || bytes != before;
+    return count;
 }
 
 template <typename Word, typename Integer>
 BStream& takeInteger(BStream& stream, Integer& value) {
     auto word = static_cast<Word>(value);
-    if (take(stream, word))
-        value = static_cast<Integer>(static_cast<std::make_signed_t<Word>>(word));
+    take(stream, word);
+    value = static_cast<Integer>(word);
     return stream;
+}
+
+/// Reads over a word that may be narrower than the value it stands for, which is left alone when
+/// nothing arrives. A stream that delivers without counting is believed by its bytes.
+template <typename Word>
+bool takeNarrow(BStream& stream, Word& word) {
+    const Word before = word;
+    return take(stream, word) != 0 || word != before;
 }
 
 /// The bits of a floating-point value go by memory: passing it by value can change a NaN.
 template <typename Word, typename Float>
-bool takeFloat(BStream& stream, Float& value) {
+BStream& takeFloat(BStream& stream, Float& value) {
     static_assert(sizeof(Word) == sizeof(Float) && std::numeric_limits<Float>::is_iec559);
     Word word = 0;
     std::memcpy(&word, &value, sizeof word);
-    const bool arrived = take(stream, word);
+    take(stream, word);
     std::memcpy(&value, &word, sizeof word);
-    return arrived;
+    return stream;
 }
 
 void requireLength(std::size_t length) {
@@ -81,9 +87,10 @@ void requireLength(std::size_t length) {
 /// One read of a text's characters into a block; gives those up to the first NUL.
 void takeText(BStream& stream, std::string& text, char* block, std::uint32_t length) {
     const std::size_t arrived = std::min<std::size_t>(stream.read(block, length), length);
-    const void* const nul = std::memchr(block, 0, arrived);
-    const char* const end = nul == nullptr ? block + arrived : static_cast<const char*>(nul);
-    text.assign(block, static_cast<std::size_t>(end - block));
+    // Looking through bytes that have just been stored waits for them, so they are copied first.
+    text.assign(block, arrived);
+    if (const void* const nul = std::memchr(block, 0, arrived); nul != nullptr)
+        text.resize(static_cast<std::size_t>(static_cast<const char*>(nul) - block));
 }
 
 struct BlockRelease {
@@ -187,30 +194,31 @@ BStream& BStream::operator>>(unsigned int& value) {
 }
 
 BStream& BStream::operator>>(long& value) {
-    return takeInteger<std::uint32_t>(*this, value);
+    std::uint32_t word = asUnsigned32(value);
+    if (takeNarrow(*this, word))
+        value = asSigned32(word);
+    return *this;
 }
 
 BStream& BStream::operator>>(unsigned long& value) {
     std::uint32_t word = asUnsigned32(value);
-    if (take(*this, word))
+    if (takeNarrow(*this, word))
         value = word;
     return *this;
 }
 
 BStream& BStream::operator>>(float& value) {
-    takeFloat<std::uint32_t>(*this, value);
-    return *this;
+    return takeFloat<std::uint32_t>(*this, value);
 }
 
 BStream& BStream::operator>>(double& value) {
-    takeFloat<std::uint64_t>(*this, value);
-    return *this;
+    return takeFloat<std::uint64_t>(*this, value);
 }
 
 BStream& BStream::operator>>(long double& value) {
-    auto narrow = static_cast<double>(value);
-    if (takeFloat<std::uint64_t>(*this, narrow))
-        value = narrow;
+    auto word = std::bit_cast<std::uint64_t>(static_cast<double>(value));
+    if (takeNarrow(*this, word))
+        value = std::bit_cast<double>(word);
     return *this;
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -15,24 +16,12 @@ namespace {
 constexpr std::uint32_t blockSize = 8192;
 constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
 
-/// Copies bytes that may overlap; the widths of numbers without a call.
-void copyBytes(void* target, const void* source, std::uint32_t size) {
-    switch (size) {
-        case 1:
-            std::memmove(target, source, 1);
-            break;
-        case 2:
-            std::memmove(target, source, 2);
-            break;
-        case 4:
-            std::memmove(target, source, 4);
-            break;
-        case 8:
-            std::memmove(target, source, 8);
-            break;
-        default:
-            std::memmove(target, source, size);
-    }
+/// Copies a number's bytes without a call. The two ends may be the same bytes.
+template <std::size_t size>
+void copyNumber(void* target, const void* source) {
+    unsigned char bytes[size];
+    std::memcpy(bytes, source, size);
+    std::memcpy(target, bytes, size);
 }
 
 }  // namespace
@@ -56,35 +45,40 @@ BStreamBuffer::~BStreamBuffer() {
     std::free(bufferStart);
 }
 
+// Nearly all calls move a number of 4 or 8 bytes that is there or fits. They are dealt with before
+// anything has to be kept across a call, so the rest stays out of line.
 unsigned long BStreamBuffer::read(void* buffer, unsigned long size) {
-    std::uint32_t count = asUnsigned32(size);
-    if (const auto unread = static_cast<std::uint32_t>(writePosition - readPosition);
-        count > unread)
-        count = unread;
-    if (count == 0)
-        return 0;
-    copyBytes(buffer, readPosition, count);
-    readPosition += count;
-    return count;
+    const std::uint32_t count = asUnsigned32(size);
+    if (count <= unread()) {
+        if (count == 4) {
+            copyNumber<4>(buffer, readPosition);
+            readPosition += 4;
+            return 4;
+        }
+        if (count == 8) {
+            copyNumber<8>(buffer, readPosition);
+            readPosition += 8;
+            return 8;
+        }
+    }
+    return readBytes(buffer, count);
 }
 
 unsigned long BStreamBuffer::write(const void* buffer, unsigned long size) {
     const std::uint32_t count = asUnsigned32(size);
-    if (count == 0)
-        return 0;
-    const auto used = static_cast<std::uint32_t>(writePosition - bufferStart);
-    if (count > bufferCapacity - used) {
-        const auto* source = static_cast<const unsigned char*>(buffer);
-        const std::less<> before;
-        const bool own = !before(source, bufferStart) && before(source, writePosition);
-        const auto offset = own ? static_cast<std::size_t>(source - bufferStart) : 0;
-        grow(count);
-        if (own)
-            buffer = bufferStart + offset;
+    if (count <= room()) {
+        if (count == 4) {
+            copyNumber<4>(writePosition, buffer);
+            writePosition += 4;
+            return 4;
+        }
+        if (count == 8) {
+            copyNumber<8>(writePosition, buffer);
+            writePosition += 8;
+            return 8;
+        }
     }
-    copyBytes(writePosition, buffer, count);
-    writePosition += count;
-    return count;
+    return writeBytes(buffer, count);
 }
 
 bool BStreamBuffer::isEmpty() const noexcept {
@@ -105,8 +99,47 @@ BStreamBuffer& BStreamBuffer::erase() noexcept {
     return *this;
 }
 
+std::uint32_t BStreamBuffer::offsetOf(const unsigned char* position) const noexcept {
+    return static_cast<std::uint32_t>(position - bufferStart);
+}
+
+std::uint32_t BStreamBuffer::unread() const noexcept {
+    return static_cast<std::uint32_t>(writePosition - readPosition);
+}
+
+std::uint32_t BStreamBuffer::room() const noexcept {
+    return bufferCapacity - offsetOf(writePosition);
+}
+
+[[gnu::noinline]] std::uint32_t BStreamBuffer::readBytes(void* buffer,
+                                                         std::uint32_t size) noexcept {
+    const std::uint32_t count = std::min(size, unread());
+    if (count == 0)
+        return 0;
+    std::memmove(buffer, readPosition, count);
+    readPosition += count;
+    return count;
+}
+
+[[gnu::noinline]] std::uint32_t BStreamBuffer::writeBytes(const void* buffer, std::uint32_t size) {
+    if (size == 0)
+        return 0;
+    if (size > room()) {
+        const auto* source = static_cast<const unsigned char*>(buffer);
+        const std::less<> before;
+        const bool isOwn = !before(source, bufferStart) && before(source, writePosition);
+        const std::uint32_t offset = isOwn ? offsetOf(source) : 0;
+        grow(size);
+        if (isOwn)
+            buffer = bufferStart + offset;
+    }
+    std::memmove(writePosition, buffer, size);
+    writePosition += size;
+    return size;
+}
+
 std::uint32_t BStreamBuffer::grownCapacity(std::uint32_t size) const {
-    const std::uint32_t step = size > blockSize ? size : blockSize;
+    const std::uint32_t step = std::max(size, blockSize);
     if (step > largest - bufferCapacity)
         throw std::bad_alloc();
     return bufferCapacity + step;
@@ -127,14 +160,14 @@ void BStreamBuffer::grow(std::uint32_t size) {
 }
 
 bool BStreamBuffer::resize(std::uint32_t size) noexcept {
-    const auto unread = readPosition - bufferStart;
-    const auto used = writePosition - bufferStart;
+    const std::uint32_t readOffset = offsetOf(readPosition);
+    const std::uint32_t writeOffset = offsetOf(writePosition);
     void* const moved = std::realloc(bufferStart, size);
     if (moved == nullptr)
         return false;
     bufferStart = static_cast<unsigned char*>(moved);
-    readPosition = bufferStart + unread;
-    writePosition = bufferStart + used;
+    readPosition = bufferStart + readOffset;
+    writePosition = bufferStart + writeOffset;
     storageSize = size;
     return true;
 }
