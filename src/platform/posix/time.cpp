@@ -1,7 +1,6 @@
 #include "platform/posix/time.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -14,15 +13,50 @@ namespace Sorvex::platform {
 
 namespace {
 
+/// Tells whether the environment's TZ is still what it was. Looks at the places where a change
+/// shows rather than through all variables.
+class ZoneVariable {
+public:
+    bool isUnchanged() const noexcept {
+        if (environ != list)
+            return false;
+        if (list == nullptr)
+            return true;
+        // A variable taken out moves those behind it up; a new one stands at the end.
+        return list[place] == entry && (place == 0 || list[place - 1] == before) &&
+               (entry == nullptr || std::strcmp(entry, text) == 0);
+    }
+
+    void remember() noexcept {
+        list = environ;
+        place = 0;
+        entry = nullptr;
+        if (list == nullptr)
+            return;
+        while (list[place] != nullptr && std::strncmp(list[place], "TZ=", 3) != 0)
+            ++place;
+        before = place > 0 ? list[place - 1] : nullptr;
+        entry = list[place];
+        // A longer text is cut, and so never found to be the same.
+        std::strncpy(text, entry == nullptr ? "" : entry, sizeof text - 1);
+    }
+
+private:
+    char** list = nullptr;
+    std::size_t place = 0;
+    const char* before = nullptr;
+    const char* entry = nullptr;
+    char text[64] = {};
+};
+
 /// What the host told of the zone in one second. The rules are looked at again when the second or
 /// the environment's zone is another one, since looking costs many times what the clock does.
 class Zone {
 public:
     void refresh(std::int64_t second) noexcept {
-        const char* wanted = std::getenv("TZ");
-        if (second == lookedAt && isSame(wanted))
+        if (second == lookedAt && variable.isUnchanged())
             return;
-        keep(wanted);
+        variable.remember();
         lookedAt = second;
         // localtime_r alone keeps the zone that the process started with.
         tzset();
@@ -30,30 +64,19 @@ public:
         tm local{};
         localtime_r(&time, &local);
         constexpr long daylightSaving = 3600;
+        constexpr long secondsPerMinute = 60;
         daylight = local.tm_isdst > 0;
-        minutesWest = (daylight ? daylightSaving : 0) - local.tm_gmtoff;
-        minutesWest /= 60;
+        minutesWest = ((daylight ? daylightSaving : 0) - local.tm_gmtoff) / secondsPerMinute;
     }
 
     std::int16_t west() const noexcept { return static_cast<std::int16_t>(minutesWest); }
     bool isDaylight() const noexcept { return daylight; }
 
 private:
-    bool isSame(const char* wanted) const noexcept {
-        return wanted == nullptr ? !named : named && std::strcmp(wanted, name) == 0;
-    }
-
-    void keep(const char* wanted) noexcept {
-        named = wanted != nullptr;
-        // A longer name is cut and so never found to be the same.
-        std::strncpy(name, named ? wanted : "", sizeof name - 1);
-    }
-
+    ZoneVariable variable;
     std::int64_t lookedAt = -1;
     long minutesWest = 0;
     bool daylight = false;
-    bool named = false;
-    char name[64] = {};
 };
 
 }  // namespace
