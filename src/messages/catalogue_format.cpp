@@ -53,8 +53,18 @@ private:
         return copy;
     }
 
+    /// The conversions that nearly all texts consist of.
+    static bool isPlain(std::string_view conversion) {
+        constexpr std::string_view kinds = "sdiuxXc";
+        return conversion.size() > 1 && kinds.find(conversion[1]) != std::string_view::npos;
+    }
+
     /// Returns how many characters of the text it has dealt with.
     std::size_t takeConversion(std::size_t at) {
+        if (isPlain(text.substr(at))) {
+            keep(at, 2);
+            return 2;
+        }
         Conversion conversion;
         if (!parseConversion(text.substr(at), conversion)) {
             changed(at) += "%%";
