@@ -18,6 +18,7 @@
 #include "platform/posix/host_path.h"
 #include "platform/posix/locale.h"
 #include "platform/posix/paths.h"
+#include "platform/posix/services.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/time.h"
 #include "platform/posix/tree.h"

@@ -1,0 +1,120 @@
+#include <string>
+#include <vector>
+
+#include <poll.h>
+
+#include <sorvex/service_record.h>
+
+#include "platform/posix/services.h"
+#include "platform/posix/services/channel.h"
+#include "platform/posix/services/controls.h"
+#include "platform/posix/services/dependencies.h"
+#include "platform/posix/services/handle_objects.h"
+#include "platform/posix/services/launch.h"
+#include "platform/posix/services/private_files.h"
+#include "platform/posix/services/refusal.h"
+#include "platform/posix/services/start.h"
+
+namespace Sorvex::platform {
+
+namespace services {
+
+namespace {
+
+constexpr int pauseBetweenLooks = 2;  // ms
+
+Observation look(const ServiceHandle& handle) {
+    Observation found = handle.store->observe(handle.service.key);
+    if (found.status.dwServiceType == 0)
+        found.status.dwServiceType = handle.service.entry.configuration().type;
+    return found;
+}
+
+bool hasActiveDependents(const Store& store, const std::string& key) {
+    for (const std::string& dependent : dependentsOf(store.database(), key))
+        if (store.observe(dependent).isActive)
+            return true;
+    return false;
+}
+
+// Asks the process of the service. One that has gone in the meantime has stopped.
+Reply ask(const ServiceHandle& handle, pid_t process, DWORD code) {
+    const Deadline deadline(responseLimit());
+    const Descriptor directory =
+        openPrivateDirectory(handle.store->runtime(), handle.service.key.c_str());
+    const Descriptor end = watchProcess(process);
+    const Descriptor connection =
+        directory ? connectTo(directory.get(), controlSocket, deadline) : Descriptor();
+    Request request;
+    request.number = code;
+    if (connection && send(connection.get(), request)) {
+        const Answer answer = awaitReply(connection.get(), end.get(), deadline);
+        if (answer.reply)
+            return *answer.reply;
+        if (answer.isTimedOut)
+            refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
+    }
+    // A dying process loses its connections a moment before its lock.
+    for (;;) {
+        const Observation now = look(handle);
+        if (!now.isActive)
+            return {ERROR_SERVICE_NOT_ACTIVE, now.status};
+        if (deadline.isOver())
+            refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
+        poll(nullptr, 0, pauseBetweenLooks);
+    }
+}
+
+Reply control(const ServiceHandle& handle, DWORD code) {
+    const Observation found = look(handle);
+    if (const DWORD error = refusalOf(found.status, code); error != ERROR_SUCCESS)
+        return {error, found.status};
+    if (code == SERVICE_CONTROL_STOP && hasActiveDependents(*handle.store, handle.service.key))
+        refuse(ERROR_DEPENDENT_SERVICES_RUNNING);
+    return ask(handle, found.process.id, code);
+}
+
+bool tellsStatus(DWORD error) noexcept {
+    return error == ERROR_SUCCESS || error == ERROR_INVALID_SERVICE_CONTROL ||
+           error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL || error == ERROR_SERVICE_NOT_ACTIVE;
+}
+
+}  // namespace
+
+}  // namespace services
+
+BOOL QueryServiceStatus(SC_HANDLE service, SERVICE_STATUS* status) {
+    return services::answering(FALSE, [&] {
+        if (status == nullptr)
+            services::refuse(ERROR_INVALID_PARAMETER);
+        *status = services::look(services::serviceBehind(service, SERVICE_QUERY_STATUS)).status;
+        return TRUE;
+    });
+}
+
+BOOL ControlService(SC_HANDLE service, DWORD code, SERVICE_STATUS* status) {
+    return services::answering(FALSE, [&] {
+        if (status == nullptr)
+            services::refuse(ERROR_INVALID_PARAMETER);
+        const auto& handle = services::serviceBehind(service, services::accessForControl(code));
+        const services::Reply reply = services::control(handle, code);
+        if (services::tellsStatus(reply.error))
+            *status = reply.status;
+        if (reply.error != ERROR_SUCCESS)
+            services::refuse(reply.error);
+        return TRUE;
+    });
+}
+
+BOOL StartServiceA(SC_HANDLE service, DWORD count, const char** arguments) {
+    return services::answering(FALSE, [&] {
+        const auto& handle = services::serviceBehind(service, SERVICE_START);
+        if (count > 0 && arguments == nullptr)
+            services::refuse(ERROR_INVALID_PARAMETER);
+        const std::vector<std::string> texts(arguments, arguments + count);
+        services::Starter(*handle.store).start(handle.service, texts);
+        return TRUE;
+    });
+}
+
+}  // namespace Sorvex::platform

@@ -1,0 +1,50 @@
+#include "platform/posix/services/disk_steps.h"
+
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/services/refusal.h"
+
+namespace Sorvex::platform::services {
+
+void makeDirectory(int parent, const char* name) {
+    if (mkdirat(parent, name, S_IRWXU) != 0 && errno != EEXIST)
+        refuseWithErrno();
+}
+
+Descriptor makeFile(int parent, const char* name) {
+    Descriptor file =
+        openAt(parent, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (!file)
+        refuseWithErrno();
+    return file;
+}
+
+void writeBytes(int file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = retried([&] { return write(file, bytes.data(), bytes.size()); });
+        if (written < 0)
+            refuseWithErrno();
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void syncToDisk(int file) {
+    if (retried([&] { return fsync(file); }) != 0)
+        refuseWithErrno();
+}
+
+void renameEntry(int directory, const char* from, const char* to) {
+    if (renameat(directory, from, directory, to) != 0)
+        refuseWithErrno();
+}
+
+void removeEntry(int directory, const char* name, int flags) {
+    if (unlinkat(directory, name, flags) != 0 && errno != ENOENT)
+        refuseWithErrno();
+}
+
+}  // namespace Sorvex::platform::services

@@ -1,0 +1,288 @@
+#include "platform/posix/services/dispatcher.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "platform/posix/services/controls.h"
+#include "platform/posix/services/file_key.h"
+#include "platform/posix/services/places.h"
+#include "platform/posix/services/private_files.h"
+#include "platform/posix/services/refusal.h"
+#include "platform/posix/services/start.h"
+#include "platform/posix/services/store.h"
+
+namespace Sorvex::platform::services {
+
+namespace {
+
+constexpr DWORD typesOfPrograms = SERVICE_WIN32_OWN_PROCESS | SERVICE_WIN32_SHARE_PROCESS;
+
+constexpr std::size_t mostConnections = 64;
+
+// What an entry point or a handler throws ends the process, as on a thread of the language.
+void callEntry(LPSERVICE_MAIN_FUNCTIONA entry, const std::vector<std::string>& texts) noexcept {
+    std::vector<const char*> arguments;
+    arguments.reserve(texts.size() + 1);
+    for (const std::string& text : texts)
+        arguments.push_back(text.c_str());
+    arguments.push_back(nullptr);
+    entry(static_cast<DWORD>(texts.size()), arguments.data());
+}
+
+void callHandler(LPHANDLER_FUNCTION handler, DWORD code) noexcept {
+    handler(code);
+}
+
+bool isValid(const SERVICE_STATUS& status) noexcept {
+    const bool knownType =
+        status.dwServiceType == 0 || (status.dwServiceType & typesOfPrograms) != 0;
+    return knownType && status.dwCurrentState >= SERVICE_STOPPED &&
+           status.dwCurrentState <= SERVICE_PAUSED;
+}
+
+// Whoever looks for the service next removes it just as well, so no failure matters.
+void releaseMarked(const std::string& key) noexcept {
+    try {
+        Store().releaseMarked(key);
+    } catch (const Refusal&) {
+        return;
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
+}  // namespace
+
+Dispatcher& Dispatcher::ofProcess() {
+    // Threads of services may still report while the process exits, so it is never destroyed.
+    static auto* const dispatcher = new Dispatcher;
+    return *dispatcher;
+}
+
+void Dispatcher::run(const SERVICE_TABLE_ENTRYA* newTable) {
+    if (newTable == nullptr || newTable->lpServiceName == nullptr)
+        refuse(ERROR_INVALID_DATA);
+    connectToStarter();
+    for (const auto* entry = newTable; entry->lpServiceName != nullptr; ++entry)
+        table.emplace_back(entry->lpServiceName, entry->lpServiceProc);
+    takeFirstStart();
+    serveUntilStopped();
+    connections.clear();
+}
+
+void Dispatcher::connectToStarter() {
+    const std::lock_guard lock(mutex);
+    if (isConnected)
+        refuse(ERROR_SERVICE_ALREADY_RUNNING);
+    try {
+        runtime = openPlace(placesOfUser().runtime);
+        const Descriptor starting =
+            runtime ? openPrivateDirectory(runtime.get(), startingDirectory) : Descriptor();
+        if (starting)
+            starter = connectTo(starting.get(), std::to_string(getpid()).c_str(),
+                                Deadline(responseLimit()));
+    } catch (const Refusal&) {
+        // Whatever is wrong with the places, no manager of this user has started this process.
+    }
+    if (!starter)
+        refuse(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
+    wake = Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!wake)
+        refuseWithErrno();
+    isConnected = true;
+}
+
+void Dispatcher::takeFirstStart() {
+    std::optional<Request> request;
+    if (awaitReadable(starter.get(), Deadline(responseLimit())))
+        request = receiveRequest(starter.get());
+    if (!request || request->kind != RequestKind::start)
+        refuse(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
+    const Reply reply{takeStart(*request), {}};
+    send(starter.get(), reply);
+    starter.close();
+}
+
+// Starts the service of a request. Gives the error for the starter, ERROR_SUCCESS for none.
+DWORD Dispatcher::takeStart(Request& request) try {
+    const auto entry = entryFor(request);
+    if (entry == nullptr)
+        return ERROR_SERVICE_NOT_IN_EXE;
+    auto service = std::make_unique<HostedService>();
+    service->name = request.name;
+    service->key = fileKey(request.name);
+    service->type = request.number;
+    service->state = RunState(std::move(request.state));
+    service->status = service->state.currentStatus();
+    // The starter has given up in the meantime.
+    if (service->status.dwCurrentState != SERVICE_START_PENDING)
+        return ERROR_SERVICE_REQUEST_TIMEOUT;
+
+    const Descriptor directory = openPrivateDirectory(runtime.get(), service->key.c_str());
+    if (!directory)
+        return ERROR_SERVICE_DOES_NOT_EXIST;
+    service->listener = listenAt(directory.get(), controlSocket);
+    service->state.setProcess(identityOf(getpid()));
+    std::vector<std::string> arguments = service->state.takeArguments();
+    arguments.insert(arguments.begin(), service->name);
+
+    const std::lock_guard lock(mutex);
+    services.push_back(std::move(service));
+    try {
+        std::thread(callEntry, entry, std::move(arguments)).detach();
+    } catch (const std::system_error&) {
+        services.pop_back();
+        return ERROR_SERVICE_NO_THREAD;
+    }
+    return ERROR_SUCCESS;
+} catch (const Refusal& refusal) {
+    return refusal.error;
+}
+
+// The name doesn't count when the service is alone in its process.
+LPSERVICE_MAIN_FUNCTIONA Dispatcher::entryFor(const Request& request) const {
+    if ((request.number & SERVICE_WIN32_SHARE_PROCESS) == 0)
+        return table.front().second;
+    const std::string name = foldCase(request.name);
+    const auto found = std::find_if(table.begin(), table.end(), [&](const auto& entry) {
+        return foldCase(entry.first) == name;
+    });
+    return found == table.end() ? nullptr : found->second;
+}
+
+void Dispatcher::serveUntilStopped() {
+    while (waitForWork()) {
+        acceptConnections();
+        for (std::size_t next = 0; next < connections.size();) {
+            pollfd state{connections[next].socket.get(), POLLIN | POLLRDHUP, 0};
+            const int ready = poll(&state, 1, 0);
+            if (ready <= 0 && !connections[next].deadline.isOver()) {
+                ++next;
+                continue;
+            }
+            // Whoever has hung up was told that the service doesn't answer, and is right with that.
+            Connection connection = std::move(connections[next]);
+            connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(next));
+            if (ready > 0 && (state.revents & (POLLHUP | POLLRDHUP | POLLERR)) == 0)
+                serve(connection);
+        }
+    }
+}
+
+// Waits for a connection, a request or a stop; false when no service is left.
+bool Dispatcher::waitForWork() {
+    // When there are this many connections, more wait in the queues of the sockets.
+    const bool isFull = connections.size() >= mostConnections;
+    std::vector<pollfd> watched;
+    {
+        const std::lock_guard lock(mutex);
+        watched.push_back({wake.get(), POLLIN, 0});
+        for (const auto& service : services) {
+            if (service->isRunning)
+                watched.push_back({isFull ? -1 : service->listener.get(), POLLIN, 0});
+            else
+                service->listener.close();
+        }
+    }
+    if (watched.size() == 1)
+        return false;
+    int limit = -1;
+    for (const Connection& connection : connections) {
+        watched.push_back({connection.socket.get(), POLLIN | POLLRDHUP, 0});
+        const int left = connection.deadline.left();
+        limit = limit < 0 ? left : std::min(limit, left);
+    }
+    if (poll(watched.data(), watched.size(), limit) < 0 && errno != EINTR)
+        refuseWithErrno();
+    std::uint64_t count = 0;
+    retried([&] { return read(wake.get(), &count, sizeof count); });
+    return true;
+}
+
+void Dispatcher::acceptConnections() {
+    const std::lock_guard lock(mutex);
+    for (const auto& service : services) {
+        while (service->isRunning && connections.size() < mostConnections) {
+            Descriptor accepted = acceptOwn(service->listener.get());
+            if (!accepted)
+                break;
+            connections.push_back({std::move(accepted), service.get(), Deadline(responseLimit())});
+        }
+    }
+}
+
+void Dispatcher::serve(Connection& connection) {
+    auto request = receiveRequest(connection.socket.get());
+    if (!request)
+        return;
+    const Reply reply = request->kind == RequestKind::start
+                            ? Reply{takeStart(*request), {}}
+                            : answer(*connection.service, request->number);
+    send(connection.socket.get(), reply);
+}
+
+Reply Dispatcher::answer(HostedService& service, DWORD code) {
+    std::unique_lock lock(mutex);
+    DWORD error = refusalOf(service.status, code);
+    if (error == ERROR_SUCCESS && service.handler == nullptr)
+        error = ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
+    if (error == ERROR_SUCCESS) {
+        const auto handler = service.handler;
+        lock.unlock();
+        callHandler(handler, code);
+        lock.lock();
+    }
+    return {error, service.status};
+}
+
+HostedService* Dispatcher::registerHandler(const std::string& name, LPHANDLER_FUNCTION handler) {
+    const std::lock_guard lock(mutex);
+    const std::string wanted = foldCase(name);
+    for (const auto& service : services) {
+        // The name doesn't count when the service is alone in its process.
+        const bool isAlone = (service->type & SERVICE_WIN32_SHARE_PROCESS) == 0;
+        if (service->state && (isAlone || foldCase(service->name) == wanted)) {
+            service->handler = handler;
+            return service.get();
+        }
+    }
+    refuse(ERROR_SERVICE_NOT_IN_EXE);
+}
+
+void Dispatcher::report(const void* handle, SERVICE_STATUS status) {
+    std::unique_lock lock(mutex);
+    const auto found = std::find_if(services.begin(), services.end(),
+                                    [&](const auto& known) { return known.get() == handle; });
+    if (found == services.end() || !(*found)->state)
+        refuse(ERROR_INVALID_HANDLE);
+    if (!isValid(status))
+        refuse(ERROR_INVALID_DATA);
+    HostedService& service = **found;
+    if (status.dwServiceType == 0)
+        status.dwServiceType = service.type;
+    service.state.setStatus(status);
+    service.status = status;
+    if (status.dwCurrentState != SERVICE_STOPPED)
+        return;
+
+    // From here on the service can be started again, in another process.
+    service.state.end();
+    lock.unlock();
+    releaseMarked(service.key);
+    lock.lock();
+    service.isRunning = false;
+    wakeUp();
+}
+
+void Dispatcher::wakeUp() const noexcept {
+    constexpr std::uint64_t one = 1;
+    retried([&] { return write(wake.get(), &one, sizeof one); });
+}
+
+}  // namespace Sorvex::platform::services

@@ -1,0 +1,31 @@
+// Facts about this machine and its processes.
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_HOST_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_HOST_H
+
+#include <cstdint>
+#include <string>
+
+#include <sys/types.h>
+
+namespace Sorvex::platform::services {
+
+std::string hostName();
+
+/// A number for the time since the machine was started; another one after each start.
+std::uint64_t bootNumber();
+
+/// A process, told apart from a later one of the same number by when it was started.
+struct ProcessIdentity {
+    pid_t id = 0;
+    std::uint64_t startTime = 0;  // ticks since the machine was started
+
+    bool operator==(const ProcessIdentity&) const = default;
+};
+
+/// The process that has this number now; a start time of 0 when there is none, or one that has
+/// ended and only waits for its parent to notice.
+ProcessIdentity identityOf(pid_t process);
+
+}  // namespace Sorvex::platform::services
+
+#endif

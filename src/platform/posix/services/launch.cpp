@@ -1,0 +1,241 @@
+#include "platform/posix/services/launch.h"
+
+#include <climits>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/posix/services/account.h"
+#include "platform/posix/services/refusal.h"
+
+namespace Sorvex::platform::services {
+
+namespace {
+
+constexpr int firstOwnDescriptor = 3;
+constexpr int failedChild = 127;
+
+// Above the three streams, which the child replaces, even where the starter has closed its own.
+Descriptor aboveStreams(int number) {
+    const Descriptor original(number);
+    Descriptor moved(fcntl(number, F_DUPFD_CLOEXEC, firstOwnDescriptor));
+    if (!moved)
+        refuseWithErrno();
+    return moved;
+}
+
+Pipe makePipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        refuseWithErrno();
+    Descriptor second(ends[1]);
+    Pipe made;
+    made.reading = aboveStreams(ends[0]);
+    made.writing = aboveStreams(second.release());
+    return made;
+}
+
+bool readWhole(int file, void* target, std::size_t size) {
+    return retried([&] { return read(file, target, size); }) == static_cast<ssize_t>(size);
+}
+
+bool writeWhole(int file, const void* source, std::size_t size) {
+    return retried([&] { return write(file, source, size); }) == static_cast<ssize_t>(size);
+}
+
+bool awaitWord(int file) {
+    char word = 0;
+    return readWhole(file, &word, sizeof word);
+}
+
+void giveWord(const Pipe& pipe) {
+    constexpr char word = 0;
+    writeWhole(pipe.writing.get(), &word, sizeof word);
+}
+
+std::vector<std::string> environmentOfServices() {
+    const Account account = ownAccount();
+    return {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+            "HOME=" + account.home, "USER=" + account.name, "LOGNAME=" + account.name,
+            "SHELL=" + account.shell};
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// Everything that the children need, made before the fork: a child of a process with several
+// threads may only make plain system calls.
+struct ChildPlan {
+    const char* program;
+    char* const* arguments;
+    char* const* environment;
+    int reports;   // tells the number of the process, then why its program can't be run
+    int commands;  // gives the word to run the program
+    int release;   // gives the word that the process has been seen
+};
+
+void closeAllFrom(unsigned first) {
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, first, UINT_MAX, 0) == 0)
+        return;
+#endif
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    for (rlim_t number = first; number < limit.rlim_cur; ++number)
+        close(static_cast<int>(number));
+}
+
+void resetSignals() {
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number)
+        sigaction(number, &standard, nullptr);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+bool openNullStreams() {
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    if (null < 0)
+        return false;
+    // The null device itself may have become one of the streams, and a copy onto itself would keep
+    // the mark that closes it.
+    for (int stream = 0; stream < firstOwnDescriptor; ++stream)
+        if (null == stream ? fcntl(null, F_SETFD, 0) < 0 : dup2(null, stream) < 0)
+            return false;
+    return true;
+}
+
+[[noreturn]] void reportAndExit(int reports) {
+    const int error = errno;
+    writeWhole(reports, &error, sizeof error);
+    _exit(failedChild);
+}
+
+[[noreturn]] void becomeProgram(const ChildPlan& plan) {
+    if (!awaitWord(plan.commands))
+        _exit(failedChild);
+    setsid();
+    resetSignals();
+    umask(S_IWGRP | S_IWOTH);
+    if (chdir("/") != 0 || !openNullStreams())
+        reportAndExit(plan.reports);
+
+    // All else is closed, so this one is put where the gap can begin right behind it.
+    const int reports = firstOwnDescriptor;
+    if (plan.reports != reports && dup2(plan.reports, reports) < 0)
+        reportAndExit(plan.reports);
+    fcntl(reports, F_SETFD, FD_CLOEXEC);
+    closeAllFrom(firstOwnDescriptor + 1);
+    execve(plan.program, plan.arguments, plan.environment);
+    reportAndExit(reports);
+}
+
+// The child of the starter: its only purpose is that its own child loses its parent. It stays until
+// the starter has a hold on that, so that its number can't be another's by then.
+[[noreturn]] void becomeParent(const ChildPlan& plan) {
+    const pid_t program = fork();
+    if (program == 0)
+        becomeProgram(plan);
+    const int told = program > 0 ? program : -errno;
+    writeWhole(plan.reports, &told, sizeof told);
+    awaitWord(plan.release);
+    _exit(0);
+}
+
+}  // namespace
+
+Launch::Launch(const Command& command) {
+    std::vector<std::string> argumentTexts = command.arguments;
+    std::vector<std::string> environmentTexts = environmentOfServices();
+    const std::vector<char*> arguments = pointersTo(argumentTexts);
+    const std::vector<char*> environment = pointersTo(environmentTexts);
+    Pipe report = makePipe();
+    Pipe order = makePipe();
+    Pipe release = makePipe();
+    const ChildPlan plan{command.program.c_str(), arguments.data(),    environment.data(),
+                         report.writing.get(),    order.reading.get(), release.reading.get()};
+
+    const pid_t parent = fork();
+    if (parent < 0)
+        refuseWithErrno();
+    if (parent == 0) {
+        // With these open the death of the starter would go unnoticed.
+        close(order.writing.get());
+        close(release.writing.get());
+        becomeParent(plan);
+    }
+    report.writing.close();
+
+    int told = 0;
+    if (!readWhole(report.reading.get(), &told, sizeof told))
+        told = -EAGAIN;
+    if (told > 0) {
+        handle = watchProcess(told);
+        identity = identityOf(told);
+    }
+    giveWord(release);
+    // A program that ignores the ends of its children finds nothing to wait for, which is as good.
+    retried([&] { return waitpid(parent, nullptr, 0); });
+    if (told < 0)
+        refuse(errorFromErrno(-told));
+    reports = std::move(report.reading);
+    commands = std::move(order);
+}
+
+Launch::~Launch() {
+    if (!isLeftAlone)
+        kill();
+}
+
+void Launch::go() const {
+    giveWord(commands);
+}
+
+int Launch::programError() {
+    int error = 0;
+    if (!readWhole(reports.get(), &error, sizeof error))
+        error = 0;
+    reports.close();
+    return error;
+}
+
+bool Launch::hasEnded() const {
+    pollfd watched{handle.get(), POLLIN, 0};
+    return handle ? poll(&watched, 1, 0) > 0 : identityOf(identity.id) != identity;
+}
+
+void Launch::kill() const noexcept {
+#ifdef SYS_pidfd_send_signal
+    if (handle && syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0)
+        return;
+#endif
+    if (identityOf(identity.id) == identity)
+        ::kill(identity.id, SIGKILL);
+}
+
+Descriptor watchProcess(pid_t process) noexcept {
+#ifdef SYS_pidfd_open
+    return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+#else
+    static_cast<void>(process);
+    return {};
+#endif
+}
+
+}  // namespace Sorvex::platform::services

@@ -1,0 +1,66 @@
+// Starting a program as a process that has nothing to do with the one that starts it.
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LAUNCH_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_LAUNCH_H
+
+#include "platform/posix/services/command_line.h"
+#include "platform/posix/services/host.h"
+#include "platform/posix/services/locks.h"
+
+namespace Sorvex::platform::services {
+
+/// Both ends of a pipe. Who writes keeps the reading end too, so that a process that has died at
+/// the other end raises no signal.
+struct Pipe {
+    Descriptor reading;
+    Descriptor writing;
+};
+
+/// A process that is nobody's child, in a session of its own, in the root directory, with default
+/// signals, a fixed environment, and the null device as its three streams. It waits before it runs
+/// its program, and ends with this object unless it has been left on its own.
+class Launch {
+public:
+    explicit Launch(const Command& command);
+    ~Launch();
+
+    Launch(const Launch&) = delete;
+    Launch& operator=(const Launch&) = delete;
+
+    const ProcessIdentity& process() const noexcept { return identity; }
+
+    /// Lets it run its program.
+    void go() const;
+
+    /// A descriptor that becomes readable when the program can't be run and when it runs; negative
+    /// once programError has told which.
+    int report() const noexcept { return reports.get(); }
+
+    /// Why the program can't be run, as an error of the host; 0 when that isn't so, or not known
+    /// yet. To be called when report() is readable.
+    int programError();
+
+    /// A descriptor that becomes readable when the process has ended; negative on a host that has
+    /// none.
+    int end() const noexcept { return handle.get(); }
+
+    bool hasEnded() const;
+
+    void leaveAlone() noexcept { isLeftAlone = true; }
+
+private:
+    void kill() const noexcept;
+
+    bool isLeftAlone = false;
+    ProcessIdentity identity;
+    Descriptor handle;
+    Descriptor reports;
+    Pipe commands;
+};
+
+/// A descriptor that becomes readable when a process has ended; of nothing on a host that has none,
+/// and when the process has ended already.
+Descriptor watchProcess(pid_t process) noexcept;
+
+}  // namespace Sorvex::platform::services
+
+#endif

@@ -1,0 +1,71 @@
+// System calls that are repeated, and owners of the kernel's locks.
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
+
+#include <cerrno>
+#include <utility>
+
+#include <sys/file.h>
+
+#include "platform/posix/descriptor.h"
+
+namespace Sorvex::platform::services {
+
+/// Repeats a system call that a signal has interrupted.
+template <typename Call>
+auto retried(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// A lock on an open file that the kernel gives back when the last process that has it open dies.
+///
+/// It is given back explicitly, since a copy of the descriptor in a process that is just being
+/// forked would hold it longer.
+class FileLock {
+public:
+    FileLock() = default;
+    explicit FileLock(Descriptor locked) noexcept : file(std::move(locked)) {}
+    FileLock(FileLock&&) noexcept = default;
+    FileLock& operator=(FileLock&& other) noexcept {
+        if (this != &other) {
+            release();
+            file = std::move(other.file);
+        }
+        return *this;
+    }
+    ~FileLock() { release(); }
+
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+    int get() const noexcept { return file.get(); }
+    explicit operator bool() const noexcept { return static_cast<bool>(file); }
+
+    void release() noexcept {
+        if (file)
+            flock(file.get(), LOCK_UN);
+        file.close();
+    }
+
+    /// Closes this process's descriptor and leaves the lock to the others that have it.
+    void leaveToOthers() noexcept { file.close(); }
+
+private:
+    Descriptor file;
+};
+
+/// Takes a lock if nobody is in the way.
+///
+/// @param kind LOCK_SH or LOCK_EX
+/// @return an owner of nothing when somebody is
+FileLock tryLock(Descriptor file, int kind);
+
+/// Takes a lock; ERROR_SERVICE_DATABASE_LOCKED when somebody keeps it all through the limit.
+FileLock waitForLock(Descriptor file, int kind);
+
+}  // namespace Sorvex::platform::services
+
+#endif

@@ -1,0 +1,20 @@
+#include "platform/posix/services/places.h"
+
+#include <unistd.h>
+
+#include "platform/posix/services/account.h"
+#include "platform/posix/services/file_key.h"
+#include "platform/posix/services/host.h"
+
+namespace Sorvex::platform::services {
+
+Places placesOfUser() {
+    if (geteuid() == 0)
+        return {{"/var/lib", {"sorvex", "services"}}, {"/run", {"sorvex", "services"}}};
+
+    // A home directory may be shared by several machines, but a running process belongs to one.
+    const std::string home = ownAccount().home;
+    return {{home, {".sorvex", "services"}}, {home, {".sorvex", "run", fileKey(hostName())}}};
+}
+
+}  // namespace Sorvex::platform::services

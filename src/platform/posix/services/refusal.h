@@ -1,0 +1,44 @@
+// How an operation of the service manager ends early: an error number that travels up to the
+// operation and becomes the thread's last error there. It never leaves the layer.
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_REFUSAL_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_REFUSAL_H
+
+#include <cerrno>
+#include <exception>
+#include <new>
+
+#include "platform/posix/errors.h"
+
+namespace Sorvex::platform::services {
+
+struct Refusal {
+    DWORD error;
+};
+
+[[noreturn]] inline void refuse(DWORD error) {
+    throw Refusal{error};
+}
+
+[[noreturn]] inline void refuseWithErrno() {
+    throw Refusal{errorFromErrno(errno)};
+}
+
+/// Runs the body of an operation; what leaves it early becomes the last error.
+template <typename Result, typename Body>
+Result answering(Result failed, Body body) {
+    try {
+        return body();
+    } catch (const Refusal& refusal) {
+        SetLastError(refusal.error);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    } catch (const std::exception&) {
+        // The standard library's threads and locks fail for want of resources alone.
+        SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+    }
+    return failed;
+}
+
+}  // namespace Sorvex::platform::services
+
+#endif

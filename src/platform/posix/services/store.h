@@ -1,0 +1,52 @@
+// The database and the run-time files of a user together, and when a service goes.
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_STORE_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_STORE_H
+
+#include <string>
+
+#include "platform/posix/services/database.h"
+#include "platform/posix/services/locks.h"
+#include "platform/posix/services/run_state.h"
+
+namespace Sorvex::platform::services {
+
+/// A service that can't go as long as this object lives.
+struct KeptService {
+    std::string key;
+    Entry entry;
+    FileLock hold;
+};
+
+class Store {
+public:
+    /// Opens the places of the calling user and makes them when they are missing.
+    Store();
+
+    const Database& database() const noexcept { return services; }
+    int runtime() const noexcept { return runtimeDirectory.get(); }
+
+    Observation observe(const std::string& key) const { return services::observe(runtime(), key); }
+
+    /// Finds a service and keeps it; ERROR_SERVICE_DOES_NOT_EXIST.
+    KeptService keep(const std::string& key) const;
+
+    /// Keeps a service that was found under the exclusive lock.
+    static KeptService keepLocked(const std::string& key, Entry entry);
+
+    /// Removes a service that is marked for deletion, is not active and is kept by nobody. Wants
+    /// the exclusive lock.
+    ///
+    /// @return whether there is no such service any more
+    bool removeIfFree(const std::string& key) const;
+
+    /// The same for a service that may have become free, from where no failure can be told.
+    void releaseMarked(const std::string& key) const noexcept;
+
+private:
+    Database services;
+    Descriptor runtimeDirectory;
+};
+
+}  // namespace Sorvex::platform::services
+
+#endif
