@@ -7,6 +7,7 @@
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
 #include <sorvex/messagefile.h>
+#include <sorvex/services.h>
 #include <sorvex/sync.h>
 #include <sorvex/timestamp.h>
 

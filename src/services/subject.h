@@ -1,0 +1,16 @@
+// The subject of a failure that may be a null pointer.
+#ifndef SORVEX_SERVICES_SUBJECT_H
+#define SORVEX_SERVICES_SUBJECT_H
+
+#include <string>
+
+namespace Sorvex {
+
+/// The text, or nothing for null.
+inline std::string subject(const char* text) {
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+}  // namespace Sorvex
+
+#endif
