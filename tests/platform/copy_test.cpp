@@ -243,7 +243,8 @@ TEST_F(CopyTest, LetsOnlyOneOfTwoRacingCopiesWin) {
         bool won[2] = {};
         const auto race = [&](int racer) {
             ++ready;
-            while (ready < 2) {}
+            while (ready < 2)
+                std::this_thread::yield();
             won[racer] = copyFile(sources[racer], target);
         };
         std::thread other(race, 1);
