@@ -133,8 +133,6 @@ std::string BFile::getLine() {
         // Nobody can tell a line taken at once from one taken by single bytes.
         if (!platform::appendLine(opened(file), line) && platform::ferror(opened(file)) != 0)
             failure::raiseWithErrno("BFile::read(): error on fread ", pathName);
-        if (line.find('\r') != std::string::npos || line.find('\f') != std::string::npos)
-            line.erase(std::remove_if(line.begin(), line.end(), isDropped), line.end());
         return line;
     }
     char byte = 0;

@@ -218,7 +218,7 @@ bool writeAll(int to, const char* bytes, std::size_t size, std::uint64_t offset)
 
 // Copies a range through memory, up to its end or that of the file.
 bool copyThroughMemory(int from, int to, std::uint64_t offset, std::uint64_t end) noexcept {
-    constexpr std::size_t blockSize = 256 * 1024;
+    constexpr std::size_t blockSize = 1024 * 1024;
     constexpr std::size_t smallSize = 4096;
     char smallBlock[smallSize];
     std::unique_ptr<char[]> largeBlock;

@@ -214,6 +214,7 @@ std::size_t FILE::transferOut(const char* source, std::size_t size) noexcept {
 }
 
 std::size_t FILE::fill() noexcept {
+    forgetPlaces();
     position = buffer.get();
     unread = transferIn(position, capacity);
     return unread;
@@ -281,6 +282,7 @@ bool FILE::seek(std::int64_t target) noexcept {
     }
     if (!flush())
         return false;
+    forgetPlaces();
     // A target among the bytes read ahead costs no call.
     if (!isWriting && position != nullptr && diskPosition >= 0) {
         const std::int64_t here = diskPosition - static_cast<std::int64_t>(unread);
@@ -329,23 +331,49 @@ bool FILE::close() noexcept {
     return isFlushed && isClosed;
 }
 
+const char* FILE::NextPlace::from(const char* begin, const char* end) noexcept {
+    if (place < begin) {
+        const void* const found =
+            std::memchr(begin, character, static_cast<std::size_t>(end - begin));
+        place = found == nullptr ? end : static_cast<const char*>(found);
+    }
+    return place;
+}
+
+void FILE::forgetPlaces() noexcept {
+    nextReturn.place = nullptr;
+    nextFeed.place = nullptr;
+}
+
+// Takes bytes that were read ahead, all but the returns and feeds among them.
+void FILE::appendText(std::string& line, std::size_t size) {
+    const char* const readEnd = position + unread;
+    const char* const end = position + size;
+    while (position < end) {
+        const char* const stop =
+            std::min({end, nextReturn.from(position, readEnd), nextFeed.from(position, readEnd)});
+        line.append(position, static_cast<std::size_t>(stop - position));
+        const std::ptrdiff_t taken = stop - position + (stop < end ? 1 : 0);
+        position += taken;
+        unread -= static_cast<std::size_t>(taken);
+    }
+}
+
 bool FILE::appendLine(std::string& line) {
     if (!startReading())
         return false;
-    while (true) {
-        if (unread == 0 && (atEnd || fill() == 0))
-            return false;
+    while (unread > 0 || (!atEnd && fill() > 0)) {
         const void* const found = std::memchr(position, '\n', unread);
-        const std::size_t part =
-            found == nullptr ? unread
-                             : static_cast<std::size_t>(static_cast<const char*>(found) - position);
-        line.append(position, part);
-        const std::size_t taken = found == nullptr ? part : part + 1;
-        position += taken;
-        unread -= taken;
-        if (found != nullptr)
-            return true;
+        if (found == nullptr) {
+            appendText(line, unread);
+            continue;
+        }
+        appendText(line, static_cast<std::size_t>(static_cast<const char*>(found) - position));
+        ++position;
+        --unread;
+        return true;
     }
+    return false;
 }
 
 FILE* fopen(const char* name, const char* mode) noexcept {

@@ -29,7 +29,7 @@ public:
     std::size_t read(void* target, std::size_t size) noexcept {
         if (size - 1 >= unread)
             return readSlowly(static_cast<char*>(target), size);
-        std::memcpy(target, position, size);
+        copyBytes(target, position, size);
         position += size;
         unread -= size;
         return size;
@@ -38,7 +38,7 @@ public:
     std::size_t write(const void* source, std::size_t size) noexcept {
         if (size - 1 >= room)
             return writeSlowly(static_cast<const char*>(source), size);
-        std::memcpy(position, source, size);
+        copyBytes(position, source, size);
         position += size;
         room -= size;
         return size;
@@ -49,10 +49,6 @@ public:
     std::int64_t tell() noexcept;
     bool close() noexcept;
 
-    /// Appends what stands before the next line feed and takes the line feed too. A line that ends
-    /// in another way ends at the end of the file or at an error.
-    ///
-    /// @return whether there was a line feed
     bool appendLine(std::string& line);
 
     bool isAtEnd() const noexcept { return atEnd; }
@@ -62,6 +58,34 @@ public:
     FILE* nextWriter = nullptr;
 
 private:
+    // Without a call for the sizes of single values.
+    static void copyBytes(void* target, const void* source, std::size_t size) noexcept {
+        switch (size) {
+            case 1:
+                std::memcpy(target, source, 1);
+                break;
+            case 4:
+                std::memcpy(target, source, 4);
+                break;
+            case 8:
+                std::memcpy(target, source, 8);
+                break;
+            default:
+                std::memcpy(target, source, size);
+        }
+    }
+
+    // The next place of a character among the bytes read ahead, or their end. It is looked for anew
+    // only once it is passed, so that a line costs no search for what is rare.
+    struct NextPlace {
+        char character;
+        const char* place = nullptr;
+
+        const char* from(const char* begin, const char* end) noexcept;
+    };
+
+    void appendText(std::string& line, std::size_t size);
+    void forgetPlaces() noexcept;
     bool startReading() noexcept;
     bool startWriting() noexcept;
     bool allocate() noexcept;
@@ -77,6 +101,8 @@ private:
     char* position = nullptr;
     std::size_t unread = 0;  // bytes behind the position that were read ahead
     std::size_t room = 0;    // bytes behind the position that may still be written; 0 when reading
+    NextPlace nextReturn{'\r'};
+    NextPlace nextFeed{'\f'};
     std::unique_ptr<char[]> buffer;
     std::size_t capacity;
     std::int64_t diskPosition = -1;  // of the descriptor; negative while it isn't known
@@ -129,7 +155,8 @@ inline int ferror(FILE* file) noexcept {
     return file->isInError();
 }
 
-/// Appends what stands before the next line feed and takes the line feed too.
+/// Appends what stands before the next line feed, without carriage returns and form feeds, and
+/// takes the line feed too.
 ///
 /// @return whether there was a line feed; otherwise the file has ended or a read has failed
 inline bool appendLine(FILE* file, std::string& line) {

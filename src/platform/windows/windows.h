@@ -104,14 +104,16 @@ inline bool namesSameEntry(const char* first, const char* second) {
            _stricmp(firstName, secondName) == 0;
 }
 
-/// Appends what stands before the next line feed and takes the line feed too.
+/// Appends what stands before the next line feed, without carriage returns and form feeds, and takes
+/// the line feed too.
 ///
 /// @return whether there was a line feed; otherwise the file has ended or a read has failed
 inline bool appendLine(FILE* file, std::string& line) {
     _lock_file(file);
     int character = _getc_nolock(file);
     for (; character != EOF && character != '\n'; character = _getc_nolock(file))
-        line += static_cast<char>(character);
+        if (character != '\r' && character != '\f')
+            line += static_cast<char>(character);
     _unlock_file(file);
     return character == '\n';
 }
