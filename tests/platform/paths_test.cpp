@@ -115,7 +115,7 @@ TEST(FullPath, HoldsAtMost259Characters) {
     EXPECT_EQ(fullPath((longest + "a").c_str()), "");
     EXPECT_EQ(errno, ERANGE);
     // Only the result counts.
-    EXPECT_EQ(fullPath(("\\" + std::string(4000, 'a') + "\\..\\b").c_str()), "C:\\b");
+    EXPECT_EQ(fullPath((std::string("\\") + std::string(4000, 'a') + "\\..\\b").c_str()), "C:\\b");
     EXPECT_EQ(fullPath(std::string(20000, 'a').c_str()), "");
     EXPECT_EQ(errno, ERANGE);
 }
