@@ -1,6 +1,7 @@
 #include "platform/posix/events.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -21,7 +22,7 @@ namespace {
 // Stands for a named event, which may be mapped at several addresses, in orders between threads.
 void* orderKey(std::uint64_t identity) noexcept {
     static constinit std::array<char, 251> keys{};
-    return &keys[identity % keys.size()];
+    return &keys[static_cast<std::size_t>(identity % keys.size())];
 }
 
 // A handle on an event: one of its own, or the one of all who hold the name.

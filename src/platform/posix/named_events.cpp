@@ -18,6 +18,9 @@ namespace {
 // Short enough for the mark behind it on every file system.
 constexpr std::size_t pieceLength = 240;
 
+// Stands for itself in no name.
+constexpr char directoryMark = '+';
+
 bool standsForItself(char character) noexcept {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
            (character >= '0' && character <= '9') || character == '_' || character == '-';
@@ -107,7 +110,6 @@ bool nobodyHolds(const Descriptor& file) noexcept {
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
-// Removes what holders left that were killed. Nobody misses these files, but they would gather.
 void removeAbandoned(int directory, uid_t owner) {
     forEachEntry(directory, [&](const std::string& name) {
         struct stat facts {};
@@ -117,7 +119,7 @@ void removeAbandoned(int directory, uid_t owner) {
             const Descriptor file = openFile(directory, name, 0);
             if (file && nobodyHolds(file))
                 unlinkat(directory, name.c_str(), 0);
-        } else if (isEventDirectory(facts, owner)) {
+        } else if (name.back() == directoryMark && isEventDirectory(facts, owner)) {
             const Descriptor inner =
                 openAt(directory, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
             if (inner)
@@ -125,12 +127,6 @@ void removeAbandoned(int directory, uid_t owner) {
             unlinkat(directory, name.c_str(), AT_REMOVEDIR);
         }
     });
-}
-
-void removeAbandonedOnce(const EventDirectory& directory, uid_t owner) {
-    static constinit std::atomic<bool> done{false};
-    if (!done.exchange(true, std::memory_order_relaxed))
-        removeAbandoned(directory.descriptor(), owner);
 }
 
 }  // namespace
@@ -141,7 +137,8 @@ std::string eventPath(const char* name) {
     std::size_t pieceStart = 0;
     const auto append = [&](char character) {
         if (path.size() - pieceStart == pieceLength) {
-            path += "+/";
+            path += directoryMark;
+            path += '/';
             pieceStart = path.size();
         }
         path += character;
@@ -165,7 +162,10 @@ std::unique_ptr<NamedEvent> NamedEvent::create(const EventHome& home, const char
     const EventDirectory directory(home);
     if (!directory.held())
         return nullptr;
-    removeAbandonedOnce(directory, home.owner);
+    // Once in each process, which keeps the cost of many events in proportion.
+    static constinit std::atomic<bool> cleared{false};
+    if (!cleared.exchange(true, std::memory_order_relaxed))
+        clearAway(directory, home.owner);
     const Descriptor file = findOrMakeFile(directory.descriptor(), event->path, home.owner);
     if (!file)
         return nullptr;
@@ -190,6 +190,10 @@ std::unique_ptr<NamedEvent> NamedEvent::open(const EventHome& home, const char* 
         return nullptr;
     }
     return event->joinHeld(file) ? std::move(event) : nullptr;
+}
+
+void NamedEvent::clearAway(const EventDirectory& directory, uid_t owner) {
+    removeAbandoned(directory.descriptor(), owner);
 }
 
 NamedEvent::~NamedEvent() {

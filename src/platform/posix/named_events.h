@@ -41,6 +41,9 @@ public:
     /// Joins those who hold the event; null with errno set, to ENOENT when nobody does.
     static std::unique_ptr<NamedEvent> open(const EventHome& home, const char* name);
 
+    /// Removes what holders left behind that were killed. Nobody misses it, but it would gather.
+    static void clearAway(const EventDirectory& directory, uid_t owner);
+
     /// Gives the event up, and removes its file behind the last holder.
     ~NamedEvent();
 
