@@ -84,8 +84,9 @@ TEST_F(ConcurrentServicesTest, ManyProgramsMakeAndDeleteServices) {
     std::vector<std::string> creates;
     std::vector<std::string> deletes;
     for (std::size_t index = 0; index < programs; ++index) {
-        creates.push_back("create service" + std::to_string(index) + " /bin/true");
-        deletes.push_back("delete service" + std::to_string(index));
+        const std::string name = std::to_string(index);
+        creates.push_back("create " + name + " /bin/true");
+        deletes.push_back("delete " + name);
     }
     EXPECT_EQ(controlAtOnce(creates), std::vector<platform::DWORD>(programs, 0));
     EXPECT_EQ(controlAtOnce(deletes), std::vector<platform::DWORD>(programs, 0));

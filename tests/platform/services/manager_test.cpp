@@ -39,29 +39,6 @@ protected:
                 creation.dependencies, nullptr, "secret")) != nullptr);
     }
 
-    static std::string displayNameOf(const char* name) {
-        char buffer[300];
-        platform::DWORD size = sizeof buffer;
-        if (!platform::GetServiceDisplayNameA(manager(), name, buffer, &size))
-            return "error " + std::to_string(platform::GetLastError());
-        EXPECT_EQ(size, std::string(buffer).size());
-        return buffer;
-    }
-
-    static std::string nameShownAs(const char* display) {
-        char buffer[300];
-        platform::DWORD size = sizeof buffer;
-        if (!platform::GetServiceKeyNameA(manager(), display, buffer, &size))
-            return "error " + std::to_string(platform::GetLastError());
-        return buffer;
-    }
-
-    static platform::DWORD rename(platform::SC_HANDLE service, const char* display) {
-        return errorOf(platform::ChangeServiceConfigA(service, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                                      SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
-                                                      nullptr, nullptr, nullptr, display));
-    }
-
     static platform::DWORD remove(const std::string& name) {
         return errorOf(platform::DeleteService(open(name)));
     }

@@ -150,6 +150,29 @@ protected:
         return OwnedHandle(platform::OpenServiceA(manager(), name.c_str(), access));
     }
 
+    /// The name that a service is shown under, or "error" and the number.
+    static std::string displayNameOf(const char* name) {
+        char buffer[300];
+        platform::DWORD size = sizeof buffer;
+        if (!platform::GetServiceDisplayNameA(manager(), name, buffer, &size))
+            return "error " + std::to_string(platform::GetLastError());
+        return buffer;
+    }
+
+    static std::string nameShownAs(const char* display) {
+        char buffer[300];
+        platform::DWORD size = sizeof buffer;
+        if (!platform::GetServiceKeyNameA(manager(), display, buffer, &size))
+            return "error " + std::to_string(platform::GetLastError());
+        return buffer;
+    }
+
+    static platform::DWORD rename(platform::SC_HANDLE service, const char* display) {
+        return errorOf(platform::ChangeServiceConfigA(service, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                                      SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
+                                                      nullptr, nullptr, nullptr, display));
+    }
+
     static platform::DWORD start(platform::SC_HANDLE service,
                                  std::vector<const char*> arguments = {}) {
         return errorOf(platform::StartServiceA(

@@ -111,7 +111,12 @@ BOOL StartServiceA(SC_HANDLE service, DWORD count, const char** arguments) {
         const auto& handle = services::serviceBehind(service, SERVICE_START);
         if (count > 0 && arguments == nullptr)
             services::refuse(ERROR_INVALID_PARAMETER);
-        const std::vector<std::string> texts(arguments, arguments + count);
+        std::vector<std::string> texts;
+        for (DWORD index = 0; index < count; ++index) {
+            if (arguments[index] == nullptr)
+                services::refuse(ERROR_INVALID_PARAMETER);
+            texts.emplace_back(arguments[index]);
+        }
         services::Starter(*handle.store).start(handle.service, texts);
         return TRUE;
     });

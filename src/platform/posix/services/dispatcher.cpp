@@ -24,6 +24,7 @@ namespace {
 constexpr DWORD typesOfPrograms = SERVICE_WIN32_OWN_PROCESS | SERVICE_WIN32_SHARE_PROCESS;
 
 constexpr std::size_t mostConnections = 64;
+constexpr int pauseWithoutDescriptors = 10;  // ms
 
 // What an entry point or a handler throws ends the process, as on a thread of the language.
 void callEntry(LPSERVICE_MAIN_FUNCTIONA entry, const std::vector<std::string>& texts) noexcept {
@@ -158,7 +159,8 @@ LPSERVICE_MAIN_FUNCTIONA Dispatcher::entryFor(const Request& request) const {
 
 void Dispatcher::serveUntilStopped() {
     while (waitForWork()) {
-        acceptConnections();
+        if (!acceptConnections())
+            poll(nullptr, 0, pauseWithoutDescriptors);
         for (std::size_t next = 0; next < connections.size();) {
             pollfd state{connections[next].socket.get(), POLLIN | POLLRDHUP, 0};
             const int ready = poll(&state, 1, 0);
@@ -205,16 +207,20 @@ bool Dispatcher::waitForWork() {
     return true;
 }
 
-void Dispatcher::acceptConnections() {
+// Takes the connections that wait; false when the process has no descriptor left for one.
+bool Dispatcher::acceptConnections() {
     const std::lock_guard lock(mutex);
     for (const auto& service : services) {
         while (service->isRunning && connections.size() < mostConnections) {
             Descriptor accepted = acceptOwn(service->listener.get());
+            if (!accepted && errno != EAGAIN)
+                return false;
             if (!accepted)
                 break;
             connections.push_back({std::move(accepted), service.get(), Deadline(responseLimit())});
         }
     }
+    return true;
 }
 
 void Dispatcher::serve(Connection& connection) {

@@ -48,7 +48,7 @@ private:
     void takeFirstStart();
     void serveUntilStopped();
     bool waitForWork();
-    void acceptConnections();
+    bool acceptConnections();
     void serve(Connection& connection);
     Reply answer(HostedService& service, DWORD code);
     DWORD takeStart(Request& request);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <sys/file.h>
+#include <unistd.h>
 
 #include "platform/posix/descriptor.h"
 
@@ -23,16 +24,17 @@ auto retried(Call call) {
 /// A lock on an open file that the kernel gives back when the last process that has it open dies.
 ///
 /// It is given back explicitly, since a copy of the descriptor in a process that is just being
-/// forked would hold it longer.
+/// forked would hold it longer; but never by a forked child, whose copy it is.
 class FileLock {
 public:
     FileLock() = default;
-    explicit FileLock(Descriptor locked) noexcept : file(std::move(locked)) {}
+    explicit FileLock(Descriptor locked) noexcept : file(std::move(locked)), owner(getpid()) {}
     FileLock(FileLock&&) noexcept = default;
     FileLock& operator=(FileLock&& other) noexcept {
         if (this != &other) {
             release();
             file = std::move(other.file);
+            owner = other.owner;
         }
         return *this;
     }
@@ -45,7 +47,7 @@ public:
     explicit operator bool() const noexcept { return static_cast<bool>(file); }
 
     void release() noexcept {
-        if (file)
+        if (file && owner == getpid())
             flock(file.get(), LOCK_UN);
         file.close();
     }
@@ -55,6 +57,7 @@ public:
 
 private:
     Descriptor file;
+    pid_t owner = 0;
 };
 
 /// Takes a lock if nobody is in the way.

@@ -2,15 +2,13 @@
 
 #include <exception>
 
-#include "platform/posix/services/places.h"
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 
 namespace Sorvex::platform::services {
 
-Store::Store()
-    : services(ensurePlace(placesOfUser().database)),
-      runtimeDirectory(ensurePlace(placesOfUser().runtime)) {}
+Store::Store(const Places& places)
+    : services(ensurePlace(places.database)), runtimeDirectory(ensurePlace(places.runtime)) {}
 
 KeptService Store::keep(const std::string& key) const {
     {

@@ -6,6 +6,7 @@
 
 #include "platform/posix/services/database.h"
 #include "platform/posix/services/locks.h"
+#include "platform/posix/services/places.h"
 #include "platform/posix/services/run_state.h"
 
 namespace Sorvex::platform::services {
@@ -19,8 +20,8 @@ struct KeptService {
 
 class Store {
 public:
-    /// Opens the places of the calling user and makes them when they are missing.
-    Store();
+    /// Opens the places of a user and makes them when they are missing.
+    explicit Store(const Places& places = placesOfUser());
 
     const Database& database() const noexcept { return services; }
     int runtime() const noexcept { return runtimeDirectory.get(); }
