@@ -1,4 +1,4 @@
-// The export macro of the shared library.
+// The export macro of the shared library, and the calling convention of the platform's routines.
 #ifndef SORVEX_EXPORT_H
 #define SORVEX_EXPORT_H
 
@@ -14,6 +14,14 @@
 #define SORVEX_API __declspec(dllexport)
 #else
 #define SORVEX_API __declspec(dllimport)
+#endif
+
+/// Stands before the name of a routine that the platform calls. Only 32-bit Windows has a calling
+/// convention of its own for them.
+#if !defined(__ELF__) && (defined(__i386__) || defined(_M_IX86))
+#define SORVEX_CALL __stdcall
+#else
+#define SORVEX_CALL
 #endif
 
 #endif

@@ -9,6 +9,7 @@
 #include "platform/windows/windows.h"
 #else
 #include "platform/posix/copy.h"
+#include "platform/posix/counter.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/events.h"
 #include "platform/posix/file_times.h"
@@ -20,6 +21,7 @@
 #include "platform/posix/paths.h"
 #include "platform/posix/services.h"
 #include "platform/posix/sync.h"
+#include "platform/posix/threads.h"
 #include "platform/posix/time.h"
 #include "platform/posix/tree.h"
 #endif

@@ -58,6 +58,10 @@ void futexWakeOne(const std::uint32_t* word) noexcept {
     syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
+void futexWakeAll(const std::uint32_t* word) noexcept {
+    syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
+}
+
 void futexChangeAndWakeAll(const std::uint32_t* word, WordChange change, int operand,
                            Sharing sharing) noexcept {
     const auto operation =

@@ -40,6 +40,9 @@ bool futexWait(const std::uint32_t* word, std::uint32_t expected, Sharing sharin
 /// Wakes one sleeper of this process.
 void futexWakeOne(const std::uint32_t* word) noexcept;
 
+/// Wakes all sleepers of this process.
+void futexWakeAll(const std::uint32_t* word) noexcept;
+
 /// What futexChangeAndWakeAll does to the word.
 enum class WordChange { setBits, add };
 

@@ -113,4 +113,11 @@ DWORD timeGetTime() noexcept {
     return static_cast<DWORD>(now.tv_sec) * 1000 + static_cast<DWORD>(now.tv_nsec / 1000000);
 }
 
+void GetSystemTime(SYSTEMTIME* systemTime) noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const FILETIME fileTime = fileTimeFromHost(now.tv_sec, static_cast<std::uint32_t>(now.tv_nsec));
+    FileTimeToSystemTime(&fileTime, systemTime);
+}
+
 }  // namespace Sorvex::platform

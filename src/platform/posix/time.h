@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "platform/posix/file_times.h"
 #include "platform/posix/types.h"
 
 namespace Sorvex::platform {
@@ -28,6 +29,9 @@ void Sleep(DWORD milliseconds);
 
 /// Milliseconds since the system started, times of suspension included, at a width of 32 bits.
 DWORD timeGetTime() noexcept;
+
+/// Gives the present date and time in UTC, to the millisecond.
+void GetSystemTime(SYSTEMTIME* systemTime) noexcept;
 
 }  // namespace Sorvex::platform
 
