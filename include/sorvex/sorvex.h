@@ -6,6 +6,7 @@
 #include <sorvex/bpath.h>
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
+#include <sorvex/bthread.h>
 #include <sorvex/messagefile.h>
 #include <sorvex/services.h>
 #include <sorvex/sync.h>
