@@ -7,6 +7,7 @@
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
 #include <sorvex/bthread.h>
+#include <sorvex/diagnostics.h>
 #include <sorvex/messagefile.h>
 #include <sorvex/services.h>
 #include <sorvex/sync.h>

@@ -1,0 +1,109 @@
+#include <charconv>
+#include <iterator>
+#include <limits>
+#include <locale>
+#include <map>
+#include <memory>
+#include <new>
+#include <sstream>
+
+#include <sorvex/diagnostics.h>
+
+#include "platform/platform.h"
+#include "platform/width.h"
+
+namespace {
+
+using namespace Sorvex;
+
+/// The measurements of one name that aren't in its file yet.
+struct ProfileBatch {
+    const char* fileName;
+    std::uint32_t capacity;
+    std::unique_ptr<std::uint32_t[]> samples;
+    std::uint32_t count;
+};
+
+// The low half of the counter is all that is used: differences come out right across a wrap.
+std::uint32_t counterReading() {
+    platform::LARGE_INTEGER counter{};
+    platform::QueryPerformanceCounter(&counter);
+    return asUnsigned32(counter.QuadPart);
+}
+
+// Lives until the process is gone, so that objects of static life and threads that outlast the end
+// of main can still be filed.
+std::map<std::uintptr_t, ProfileBatch*>& profileBatches() {
+    static auto& table = *new std::map<std::uintptr_t, ProfileBatch*>;
+    return table;
+}
+
+// Null when there is no memory for the samples.
+ProfileBatch* newBatch(const char* name, std::uint32_t batchSize) {
+    const std::uint32_t capacity = batchSize == 0 ? 1 : batchSize;
+    std::unique_ptr<std::uint32_t[]> samples(new (std::nothrow) std::uint32_t[capacity]);
+    return samples == nullptr ? nullptr : new ProfileBatch{name, capacity, std::move(samples), 0};
+}
+
+ProfileBatch* batchOf(const char* name, std::uint32_t batchSize) {
+    auto& table = profileBatches();
+    const auto key = reinterpret_cast<std::uintptr_t>(name);
+    const auto place = table.lower_bound(key);
+    if (place != table.end() && place->first == key)
+        return place->second;
+    ProfileBatch* const batch = newBatch(name, batchSize);
+    if (batch != nullptr)
+        table.emplace_hint(place, key, batch);
+    return batch;
+}
+
+// The lines as a standard file stream would write them: the locale may group digits.
+std::string linesByLocale(const ProfileBatch& batch) {
+    std::ostringstream lines;
+    for (std::uint32_t index = 0; index < batch.count; ++index)
+        lines << static_cast<unsigned long>(batch.samples[index]) << '\n';
+    return std::move(lines).str();
+}
+
+std::string linesOf(const ProfileBatch& batch) {
+    if (std::locale() != std::locale::classic())
+        return linesByLocale(batch);
+    constexpr std::size_t longest = std::numeric_limits<std::uint32_t>::digits10 + 2;
+    std::string lines(batch.count * longest, '\0');
+    char* end = lines.data();
+    for (std::uint32_t index = 0; index < batch.count; ++index) {
+        end = std::to_chars(end, lines.data() + lines.size(), batch.samples[index]).ptr;
+        *end++ = '\n';
+    }
+    lines.resize(static_cast<std::size_t>(end - lines.data()));
+    return lines;
+}
+
+// All lines go out in one piece, so that those of two processes can't mix within a line.
+void appendToFile(const ProfileBatch& batch) {
+    platform::FILE* const file = platform::fopen(batch.fileName, "a");
+    if (file == nullptr)
+        return;
+    const std::string lines = linesOf(batch);
+    platform::fwrite(lines.data(), 1, lines.size(), file);
+    platform::fclose(file);
+}
+
+}  // namespace
+
+Profiler::Profiler(const char* fileName, unsigned long samples)
+    : name(fileName), batchSize(asUnsigned32(samples)) {
+    startCount = counterReading();
+}
+
+Profiler::~Profiler() {
+    const std::uint32_t endCount = counterReading();
+    ProfileBatch* const batch = batchOf(name, batchSize);
+    if (batch == nullptr)
+        return;
+    batch->samples[batch->count++] = endCount - startCount;
+    if (batch->count == batch->capacity) {
+        appendToFile(*batch);
+        batch->count = 0;
+    }
+}
