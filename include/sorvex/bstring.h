@@ -28,7 +28,7 @@ namespace Sorvex {
 class SORVEX_API BString : public std::string {
 public:
     /// An empty text.
-    BString() noexcept;
+    BString() noexcept = default;
     explicit BString(const std::allocator<char>& allocator) noexcept;
 
     /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
@@ -73,7 +73,7 @@ public:
     /// the shortest form with an exponent that asDouble reads back as the same number ("2e+24").
     BString(double value);
 
-    ~BString();
+    ~BString() = default;
 
     /// Takes over the text view of the source. A text assigned to itself is cut at its first NUL.
     BString& operator=(const BString& source);

@@ -9,8 +9,6 @@
 
 namespace Sorvex {
 
-BString::BString() noexcept = default;
-
 BString::BString(const std::allocator<char>& allocator) noexcept : std::string(allocator) {}
 
 BString::BString(const BString& source) : std::string(textView(source)) {}
@@ -42,8 +40,6 @@ BString::BString(size_type count, char c, const std::allocator<char>& allocator)
 
 BString::BString(const char* first, const char* last, const std::allocator<char>& allocator)
     : std::string(first, last, allocator) {}
-
-BString::~BString() = default;
 
 // A text that is its own source is cut, so the usual test for one would be wrong.
 BString& BString::operator=(const BString& source) {

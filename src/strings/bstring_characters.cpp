@@ -48,9 +48,17 @@ bool allPrintable(std::string_view text) {
     return holdsForAll(text, platform::Printable());
 }
 
-// In every locale the digits are these ten.
+/// In every locale the digits are these ten.
+struct Digits {
+    bool operator()(char c) const noexcept { return static_cast<unsigned char>(c - '0') < 10; }
+
+    ByteVector operator()(const ByteVector& characters) const noexcept {
+        return characters - ByteVector('0') < ByteVector(char{10});
+    }
+};
+
 bool allDigits(std::string_view text) {
-    return holdsForAll(text, [](char c) { return static_cast<unsigned char>(c - '0') < 10; });
+    return holdsForAll(text, Digits());
 }
 
 bool isDecimal(std::string_view text) {

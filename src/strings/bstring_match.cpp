@@ -53,7 +53,7 @@ bool matches(std::string_view text, std::string_view pattern) noexcept {
 
         const std::string_view literal = takeLiteral(pattern);
         if (run.floating)
-            position = findText(text, literal, position);
+            position = TextFinder(literal).find(text, position);
         else if (text.compare(position, literal.size(), literal) != 0)
             return false;
         if (position == std::string_view::npos)

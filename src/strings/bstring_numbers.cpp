@@ -30,8 +30,7 @@ public:
 
     explicit NumberText(double value);
 
-    const char* begin() const noexcept { return characters; }
-    const char* end() const noexcept { return characters + length; }
+    std::string_view view() const noexcept { return {characters, length}; }
 
 private:
     bool formatWholeArithmetic(double value) noexcept;
@@ -231,6 +230,10 @@ std::uint32_t readUnsigned(const char* text, int base) noexcept {
     return asUnsigned32(negative ? 0 - magnitude : magnitude);
 }
 
+/// Where doubles are computed with a greater precision than they are stored, the standard library's
+/// fast conversion rounds twice.
+constexpr bool convertsExactly = FLT_EVAL_METHOD == 0;
+
 /// Whether a plain decimal number begins here, which the locale and the runtime's other notations
 /// have no part in.
 bool beginsPlainDecimal(const char* text) noexcept {
@@ -241,30 +244,15 @@ bool beginsPlainDecimal(const char* text) noexcept {
 
 }  // namespace
 
-BString::BString(int value) {
-    const NumberText text{std::int32_t{value}};
-    assign(text.begin(), text.end());
-}
+BString::BString(int value) : std::string(NumberText(std::int32_t{value}).view()) {}
 
-BString::BString(unsigned int value) {
-    const NumberText text{std::uint32_t{value}};
-    assign(text.begin(), text.end());
-}
+BString::BString(unsigned int value) : std::string(NumberText(std::uint32_t{value}).view()) {}
 
-BString::BString(long value) {
-    const NumberText text(asSigned32(value));
-    assign(text.begin(), text.end());
-}
+BString::BString(long value) : std::string(NumberText(asSigned32(value)).view()) {}
 
-BString::BString(unsigned long value) {
-    const NumberText text(asUnsigned32(value));
-    assign(text.begin(), text.end());
-}
+BString::BString(unsigned long value) : std::string(NumberText(asUnsigned32(value)).view()) {}
 
-BString::BString(double value) {
-    const NumberText text(value);
-    assign(text.begin(), text.end());
-}
+BString::BString(double value) : std::string(NumberText(value).view()) {}
 
 int BString::asInt() const {
     return readSigned(c_str());
@@ -281,7 +269,8 @@ float BString::asFloat() const {
 double BString::asDouble() const {
     const char* next = skipSpace(c_str());
     const bool negative = takeSign(next);
-    if (beginsPlainDecimal(next) && fullStopIsDecimalPoint() && roundsToNearest()) {
+    if (convertsExactly && beginsPlainDecimal(next) && fullStopIsDecimalPoint() &&
+        roundsToNearest()) {
         double magnitude = 0;
         const auto result = std::from_chars(next, c_str() + size(), magnitude);
         // Numbers out of range and the smallest ones are the runtime's, which sets errno for them.

@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <string_view>
 
+#include "strings/byte_vector.h"
+
 namespace Sorvex {
 
-/// A set of one to four characters, asked by comparing, which becomes vector code.
+/// A set of one to four characters, asked by comparing, of sixteen at a time too.
 class FewCharacters {
 public:
     static constexpr std::size_t limit = 4;
@@ -20,6 +22,11 @@ public:
 
     constexpr bool operator()(char c) const noexcept {
         return (c == first) | (c == second) | (c == third) | (c == fourth);
+    }
+
+    ByteVector operator()(const ByteVector& characters) const noexcept {
+        return (characters == ByteVector(first)) | (characters == ByteVector(second)) |
+               (characters == ByteVector(third)) | (characters == ByteVector(fourth));
     }
 
 private:

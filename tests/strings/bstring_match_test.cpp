@@ -97,7 +97,7 @@ TEST(IsLike, IsLinearInPatternAndText) {
     EXPECT_FALSE(BString::isLike(run + run + run, "*a" + run.substr(1) + "b" + run + "a*"));
 }
 
-TEST(FindText, AgreesWithTheStandardSearch) {
+TEST(TextFinder, AgreesWithTheStandardSearch) {
     RandomTexts texts(17);
     for (int i = 0; i < 30000; ++i) {
         const std::string text = texts.next("ab", i % 4 == 0 ? 3000 : 60);
@@ -106,13 +106,13 @@ TEST(FindText, AgreesWithTheStandardSearch) {
                                        ? std::string(texts.below(200), 'a') + texts.next("ab", 3) +
                                              std::string(texts.below(200), 'a')
                                        : texts.next("ab", 9);
-        ASSERT_EQ(Sorvex::findText(text, sought, from), text.find(sought, from))
+        ASSERT_EQ(Sorvex::TextFinder(sought).find(text, from), text.find(sought, from))
             << sought << " from " << from << " in " << text;
     }
 }
 
 // Periodic texts, in which the sure way through long searches has its difficult cases.
-TEST(FindText, AgreesWithTheStandardSearchInPeriodicTexts) {
+TEST(TextFinder, AgreesWithTheStandardSearchInPeriodicTexts) {
     RandomTexts texts(19);
     for (int i = 0; i < 3000; ++i) {
         const std::string unit = texts.next("ab", 6) + 'a';
@@ -125,7 +125,8 @@ TEST(FindText, AgreesWithTheStandardSearchInPeriodicTexts) {
         sought += texts.next("ab", 4);
         if (i % 2 == 0)
             sought[texts.below(sought.size())] ^= 3;
-        ASSERT_EQ(Sorvex::findText(text, sought, 0), text.find(sought)) << sought << " in " << text;
+        ASSERT_EQ(Sorvex::TextFinder(sought).find(text, 0), text.find(sought))
+            << sought << " in " << text;
     }
 }
 
