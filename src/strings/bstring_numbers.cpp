@@ -17,17 +17,20 @@ namespace Sorvex {
 
 namespace {
 
-/// The text of a number, of at most 31 characters.
+/// Room for any whole number of 32 bits. A string of this length is made without an allocation, and
+/// its digits are written where they stay.
+constexpr std::string_view wholeNumberRoom = "-2147483648";
+
+template <typename Integer>
+void writeWholeNumber(std::string& text, Integer value) noexcept {
+    char* const first = text.data();
+    const char* const last = std::to_chars(first, first + wholeNumberRoom.size(), value).ptr;
+    text.resize(static_cast<std::size_t>(last - first));
+}
+
+/// The text of a floating number, of at most 31 characters.
 class NumberText {
 public:
-    explicit NumberText(std::int32_t value) noexcept {
-        length = lengthUpTo(std::to_chars(characters, std::end(characters), value).ptr);
-    }
-
-    explicit NumberText(std::uint32_t value) noexcept {
-        length = lengthUpTo(std::to_chars(characters, std::end(characters), value).ptr);
-    }
-
     explicit NumberText(double value);
 
     std::string_view view() const noexcept { return {characters, length}; }
@@ -35,10 +38,6 @@ public:
 private:
     bool formatWholeArithmetic(double value) noexcept;
     void formatExponentForm(double value);
-
-    std::size_t lengthUpTo(const char* last) const noexcept {
-        return static_cast<std::size_t>(last - characters);
-    }
 
     char characters[32];
     std::size_t length = 0;
@@ -136,7 +135,7 @@ bool NumberText::formatWholeArithmetic(double value) noexcept {
         next[place] = static_cast<char>('0' + decimals % 10);
         decimals /= 10;
     }
-    length = lengthUpTo(next + 6);
+    length = static_cast<std::size_t>(next + 6 - characters);
     return true;
 }
 
@@ -244,13 +243,21 @@ bool beginsPlainDecimal(const char* text) noexcept {
 
 }  // namespace
 
-BString::BString(int value) : std::string(NumberText(std::int32_t{value}).view()) {}
+BString::BString(int value) : std::string(wholeNumberRoom) {
+    writeWholeNumber(*this, std::int32_t{value});
+}
 
-BString::BString(unsigned int value) : std::string(NumberText(std::uint32_t{value}).view()) {}
+BString::BString(unsigned int value) : std::string(wholeNumberRoom) {
+    writeWholeNumber(*this, std::uint32_t{value});
+}
 
-BString::BString(long value) : std::string(NumberText(asSigned32(value)).view()) {}
+BString::BString(long value) : std::string(wholeNumberRoom) {
+    writeWholeNumber(*this, asSigned32(value));
+}
 
-BString::BString(unsigned long value) : std::string(NumberText(asUnsigned32(value)).view()) {}
+BString::BString(unsigned long value) : std::string(wholeNumberRoom) {
+    writeWholeNumber(*this, asUnsigned32(value));
+}
 
 BString::BString(double value) : std::string(NumberText(value).view()) {}
 

@@ -33,6 +33,9 @@ public:
                const char* quoteSet) noexcept
         : text(textToParse), delimiters(delimiterSet), quotes(quoteSet) {}
 
+    /// How much of the text is behind the words that were found.
+    std::size_t left() const noexcept { return text.size() - std::min(position, text.size()); }
+
     /// Finds the next word; false at the end of the text.
     bool next(std::string_view& word) noexcept {
         while (position < text.size()) {
@@ -102,12 +105,16 @@ private:
     std::size_t position = 0;
 };
 
-/// Makes room for more elements without giving up the growth by factors that keeps appending in
-/// many small calls linear.
+/// Makes room for more elements, and for those that may follow them. The growth by factors is kept,
+/// which makes appending in many small calls linear; what is only expected counts up to a factor
+/// of eight, so that a wrong guess does no harm.
 template <typename Element>
-void makeRoom(std::vector<Element>& elements, std::size_t more) {
-    if (more > elements.capacity() - elements.size())
-        elements.reserve(std::max(elements.size() + more, 2 * elements.capacity()));
+void makeRoom(std::vector<Element>& elements, std::size_t more, std::size_t expected) {
+    const std::size_t needed = elements.size() + more;
+    if (needed <= elements.capacity())
+        return;
+    const std::size_t guess = std::min(needed + expected, 8 * elements.capacity());
+    elements.reserve(std::max({needed, 2 * elements.capacity(), guess}));
 }
 
 /// Where the fields of a text are parted: by the first of the delimiters, all along.
@@ -125,7 +132,8 @@ void appendFields(std::string_view text, const CharacterSet& delimiters,
         return;
     const char delimiter = text[first];
     std::string_view rest = text.substr(first + 1);
-    makeRoom(fields, static_cast<std::size_t>(std::count(rest.begin(), rest.end(), delimiter)) + 1);
+    makeRoom(fields, static_cast<std::size_t>(std::count(rest.begin(), rest.end(), delimiter)) + 1,
+             0);
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find(delimiter), rest.size());
         append(rest.substr(0, end));
@@ -141,10 +149,12 @@ BString::size_type BString::parseWords(std::vector<std::string>& words, const ch
     // Words are collected before they are stored, so that a short text's need one allocation.
     std::array<std::string_view, 32> found;
     for (std::size_t count = found.size(); count == found.size();) {
+        const std::size_t before = parser.left();
         count = 0;
         while (count < found.size() && parser.next(found[count]))
             ++count;
-        makeRoom(words, count);
+        const std::size_t parsed = before - parser.left();
+        makeRoom(words, count, count < found.size() ? 0 : parser.left() / parsed * count);
         for (std::size_t i = 0; i < count; ++i)
             words.emplace_back(found[i]);
     }

@@ -8,7 +8,19 @@ namespace Sorvex {
 
 namespace {
 
-constexpr FewCharacters blanks(" \t\r\n");
+/// The set that strips when none is given. Constants make the question for one character a test of
+/// a bit.
+struct Blanks {
+    constexpr bool operator()(char c) const noexcept {
+        return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+    }
+
+    ByteVector operator()(const ByteVector& characters) const noexcept {
+        return FewCharacters(" \t\r\n")(characters);
+    }
+};
+
+constexpr Blanks blanks;
 
 enum class Ends { leading, trailing, both };
 
@@ -39,7 +51,7 @@ template <typename Set>
 BString& stripInPlace(BString& text, const Set& set, Ends ends) {
     const std::string_view rest = stripped(std::string_view(text), set, ends);
     const auto start = static_cast<std::size_t>(rest.data() - text.data());
-    text.resize(start + rest.size());
+    text.erase(start + rest.size());
     if (start > 0)
         text.erase(0, start);
     return text;
