@@ -28,15 +28,19 @@ namespace Sorvex {
 class SORVEX_API BString : public std::string {
 public:
     /// An empty text.
+    /// @{
     BString() noexcept = default;
     explicit BString(const std::allocator<char>& allocator) noexcept;
+    /// @}
 
     /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
     /// the source is moved from.
+    /// @{
     BString(const BString& source);
     BString(BString&& source) noexcept;
     BString(const std::string& source);
     BString(std::string&& source) noexcept;
+    /// @}
 
     /// At most count characters of the text view of the source, from pos on.
     ///
@@ -61,10 +65,12 @@ public:
 
     /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
     /// bits of a long count.
+    /// @{
     BString(int value);
     BString(unsigned int value);
     BString(long value);
     BString(unsigned long value);
+    /// @}
 
     /// The text of printf's "%f": six decimals, rounded exactly, with the decimal point of the
     /// locale in force.
@@ -85,105 +91,130 @@ public:
     ///     or when the runtime can't format it.
     [[gnu::format(printf, 1, 2)]] static BString asString(const char* format, ...);
 
-    /// @name Numbers
+    /// The number at the start of the text view, in decimal.
     ///
-    /// Each reads the text view as the runtime of a 32-bit host does: leading white space and one
-    /// sign are passed over, what stands behind the number is left alone, and no digits at all give
-    /// 0. A number out of range gives the nearest limit and sets errno to ERANGE.
+    /// Here as in the other conversions leading white space and one sign are passed over, what
+    /// stands behind the number is left alone, and no digits at all give 0. A number beyond 32 bits
+    /// gives the nearest limit, -2147483648 or 2147483647, and sets errno to ERANGE.
     /// @{
-
-    /// Decimal, from -2147483648 to 2147483647.
     int asInt() const;
     long asLong() const;
+    /// @}
 
     /// asDouble, narrowed.
     float asFloat() const;
 
-    /// Decimal with or without exponent, hexadecimal, "inf" and "nan", with the decimal point of
-    /// the locale in force.
+    /// The number at the start of the text view: decimal with or without exponent, hexadecimal,
+    /// "inf" or "nan", with the decimal point of the locale in force. A number out of range gives
+    /// infinity or what is left of it near 0, and sets errno to ERANGE.
     double asDouble() const;
 
-    /// From 0 to 4294967295; "-1" gives 4294967295.
+    /// The number at the start of the text view, from 0 to 4294967295; "-1" gives 4294967295. A
+    /// greater one gives that limit as well and sets errno to ERANGE.
     ///
     /// @param base 2 to 36, or 0 to tell decimal, octal ("0") and hexadecimal ("0x") by the prefix.
     ///     Another base gives 0 and sets errno to EINVAL.
     unsigned long asUnsigned(int base = 10) const;
-    /// @}
 
-    /// @name Case and classes of characters
-    ///
-    /// The members work on the whole view. Letters and printable characters are those of the locale
-    /// in force, digits always 0 to 9. The library never sets a locale.
-    /// @{
-
-    /// Changes every character by toupper, in place.
+    /// Changes every character of the whole view by toupper of the locale in force, in place.
     BString& upperCase();
+
+    /// A changed copy of the text view.
+    /// @{
     static BString upperCase(const std::string& text);
     static BString upperCase(const char* text);
+    /// @}
 
-    /// Changes every character by tolower, in place.
+    /// Changes every character of the whole view by tolower of the locale in force, in place.
     BString& lowerCase();
+
+    /// A changed copy of the text view.
+    /// @{
     static BString lowerCase(const std::string& text);
     static BString lowerCase(const char* text);
+    /// @}
 
-    /// Whether all characters are printable, as the blank is, and tab, newline and NUL are not.
-    /// True of an empty text.
+    /// Whether all characters are printable in the locale in force, as the blank is, and tab,
+    /// newline and NUL are not. True of an empty text. The static forms don't see what stands
+    /// behind a NUL.
+    /// @{
     bool isPrintable() const;
     static bool isPrintable(const std::string& text);
     static bool isPrintable(const char* text);
+    /// @}
 
-    /// Whether all characters are digits. True of an empty text.
+    /// Whether all characters are digits, 0 to 9 in every locale. True of an empty text. The static
+    /// forms don't see what stands behind a NUL.
+    /// @{
     bool isDigits() const;
     static bool isDigits(const std::string& text);
     static bool isDigits(const char* text);
+    /// @}
 
     /// Whether the text is digits behind at most one minus sign. True of an empty text and of "-".
-    /// What follows a minus sign is read in the text view.
+    /// What follows a minus sign is read in the text view, and so are the texts of the static
+    /// forms.
+    /// @{
     bool isSigned() const;
     static bool isSigned(const std::string& text);
     static bool isSigned(const char* text);
+    /// @}
 
     /// Whether the text view is digits with at most one full stop before, among or behind them,
     /// behind at most one minus sign. No digit is needed: true of "", "-", "." and "-.".
+    /// @{
     bool isDouble() const;
     static bool isDouble(const std::string& text);
     static bool isDouble(const char* text);
     /// @}
 
-    /// @name Stripping
+    /// Removes the longest run of characters of a set from the start and from the end.
     ///
-    /// Each removes the longest run of characters of a set from one end or both, in place and
-    /// without allocating. The set is one character, all characters of a standard string, or those
-    /// of a C text; without one it is blank, tab, carriage return and newline. An empty set removes
-    /// nothing.
+    /// The stripping members work on the whole view, in place, and allocate nothing. The set is one
+    /// character, all characters of a standard string, or those of a C text; without one it is
+    /// blank, tab, carriage return and newline. An empty set removes nothing.
     /// @{
     BString& strip();
     BString& strip(char c);
     BString& strip(const std::string& set);
     BString& strip(const char* set);
+    /// @}
 
+    /// The same at the start alone.
+    /// @{
     BString& stripLeading();
     BString& stripLeading(char c);
     BString& stripLeading(const std::string& set);
     BString& stripLeading(const char* set);
+    /// @}
 
+    /// The same at the end alone.
+    /// @{
     BString& stripTrailing();
     BString& stripTrailing(char c);
     BString& stripTrailing(const std::string& set);
     BString& stripTrailing(const char* set);
+    /// @}
 
+    /// A copy of the text view without the characters of the set at its start and its end.
+    /// @{
     static BString stripBlanks(const std::string& text);
-    static BString stripLeadingBlanks(const std::string& text);
-    static BString stripTrailingBlanks(const std::string& text);
-
     static BString strip(const std::string& text, char c);
     static BString strip(const std::string& text, const std::string& set);
     static BString strip(const std::string& text, const char* set);
+    /// @}
 
+    /// The same at the start alone.
+    /// @{
+    static BString stripLeadingBlanks(const std::string& text);
     static BString stripLeading(const std::string& text, char c);
     static BString stripLeading(const std::string& text, const std::string& set);
     static BString stripLeading(const std::string& text, const char* set);
+    /// @}
 
+    /// The same at the end alone.
+    /// @{
+    static BString stripTrailingBlanks(const std::string& text);
     static BString stripTrailing(const std::string& text, char c);
     static BString stripTrailing(const std::string& text, const std::string& set);
     static BString stripTrailing(const std::string& text, const char* set);
@@ -195,6 +226,8 @@ public:
     ///
     /// @throws std::length_error when the text would grow past its maximum; it is then unchanged
     BString& change(const std::string& from, const std::string& to);
+
+    /// A changed copy of the text view, which ends where a NUL of to would stand.
     static BString change(const std::string& text, const std::string& from, const std::string& to);
 
     /// Replaces each character from by to, which may be NUL. The length stays.
@@ -208,21 +241,20 @@ public:
     /// Unless it has that length already, what stands behind its first NUL is lost first.
     BString& rightJustify(size_type width, char fill = ' ');
 
-    /// @name Words
-    ///
-    /// A word is a run of characters other than the blank; tab, newline and NUL belong to words.
-    /// Words are numbered from 1, counted from the position start on; a start inside a word makes
-    /// the rest of it the first word.
-    /// @{
-
     /// The position of the first character of a word; npos when there is no such word.
+    ///
+    /// To this member and the next two a word is a run of characters other than the blank; tab,
+    /// newline and NUL belong to words.
+    ///
+    /// @param wordNumber counts from 1
+    /// @param start the position to count from; inside a word it makes the rest of it the first
     size_type indexOfWord(size_type wordNumber, size_type start = 0) const;
 
     /// The text view of a word; empty when there is no such word.
     BString word(size_type wordNumber, size_type start = 0) const;
 
+    /// How many words, or rests of one, stand at or behind start.
     size_type numberOfWords(size_type start = 0) const;
-    /// @}
 
     /// Appends the words of the text, which delimiters part, and returns the size of the vector.
     ///
@@ -262,10 +294,12 @@ public:
     ///
     /// The members compare the whole view of this text, the static forms the text view of theirs.
     /// A pattern is read in its text view.
+    /// @{
     bool isLike(const std::string& pattern) const;
     bool isLike(const char* pattern) const;
     static bool isLike(const std::string& text, const std::string& pattern);
     static bool isLike(const char* text, const char* pattern);
+    /// @}
 };
 
 /// Formats a printf-style list of values, of at most 4095 characters.
