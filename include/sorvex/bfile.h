@@ -32,6 +32,7 @@ public:
         accessReadWrite = 3  ///< may it be read and written
     };
 
+    /// A closed file; the disk is not touched.
     BFile(const char* name);
     BFile(const std::string& name);
 
@@ -41,6 +42,7 @@ public:
     BFile(const BFile&) = delete;
     BFile& operator=(const BFile&) = delete;
 
+    /// Whether the file is open.
     bool isOpen() const noexcept { return file != nullptr; }
 
     /// Writes out what is buffered and closes the file, if one is open. It never fails: flush()

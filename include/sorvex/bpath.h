@@ -13,7 +13,7 @@ namespace Sorvex {
 
 /// A name in the file system, and what can be asked of that name.
 ///
-/// Names have the form C:\directory\file.extension on every host; both separators count. What has
+/// Names have the form `C:\directory\file.extension` on every host; both separators count. What has
 /// drive C: alone stands at the host's root where the host has no drives, and no other drive exists
 /// there.
 ///
@@ -35,8 +35,10 @@ public:
         explicit constexpr Attr(unsigned long value) noexcept
             : bits(static_cast<std::uint32_t>(value)) {}
 
+        /// The bits as a number.
         constexpr operator unsigned long() const noexcept { return bits; }
 
+        /// Bit by bit.
         friend constexpr Attr operator|(Attr left, Attr right) noexcept {
             return Attr(left.bits | right.bits);
         }
@@ -47,7 +49,6 @@ public:
             return Attr(left.bits ^ right.bits);
         }
         constexpr Attr operator~() const noexcept { return Attr(~bits); }
-
         constexpr Attr& operator|=(Attr other) noexcept { return *this = *this | other; }
         constexpr Attr& operator&=(Attr other) noexcept { return *this = *this & other; }
         constexpr Attr& operator^=(Attr other) noexcept { return *this = *this ^ other; }
@@ -66,6 +67,7 @@ public:
     static const Attr allAttr;          ///< 0xFFFF: all sixteen bits
     static const Attr noAttr;           ///< 0: no bit
 
+    /// Holds a name as it is given; the disk is not touched.
     BPath(const char* name);
     BPath(const std::string& name);
 

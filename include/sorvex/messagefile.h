@@ -16,9 +16,9 @@ namespace Sorvex {
 /// and carriage returns around key and text don't count, inner ones do. There is no quoting and
 /// there are no escapes; a line may have any length. Key and text each end at their first NUL.
 ///
-/// A text is a format in the manner of printf. In the formatted text, #KEY refers to another entry,
-/// with up to two arguments for its two %s: #KEY:first:second. A reference ends at the first space,
-/// and only there; the second argument takes all further colons.
+/// A text is a format in the manner of printf. In the formatted text, `#KEY` refers to another
+/// entry, with up to two arguments for its two %s: `#KEY:first:second`. A reference ends at the
+/// first space, and only there; the second argument takes all further colons.
 ///
 ///     // file messages
 ///     MISSING = File %s is missing

@@ -105,6 +105,7 @@ public:
     ///     the name; the service then counts as not registered
     BService& registerHandler(ControlHandler handler);
 
+    /// The name given to the constructor.
     const std::string& name() const noexcept { return serviceName; }
 
 protected:

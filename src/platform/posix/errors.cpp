@@ -10,8 +10,8 @@ namespace Sorvex::platform {
 
 namespace {
 
-// Reached without a call into the loader, since many cheap operations set it. It is small enough for
-// the room that the loader keeps for libraries loaded later.
+// Reached without a call into the loader, since many cheap operations set it. It is small enough
+// for the room that the loader keeps for libraries loaded later.
 [[gnu::tls_model("initial-exec")]] thread_local DWORD lastError = ERROR_SUCCESS;
 
 struct ErrnoMapping {

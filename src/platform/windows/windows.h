@@ -113,8 +113,8 @@ inline bool namesSameEntry(const char* first, const char* second) {
            _stricmp(firstName, secondName) == 0;
 }
 
-/// Appends what stands before the next line feed, without carriage returns and form feeds, and takes
-/// the line feed too.
+/// Appends what stands before the next line feed, without carriage returns and form feeds, and
+/// takes the line feed too.
 ///
 /// @return whether there was a line feed; otherwise the file has ended or a read has failed
 inline bool appendLine(FILE* file, std::string& line) {
