@@ -221,7 +221,7 @@ bool Search::next(WIN32_FIND_DATAA& data) {
     return false;
 }
 
-const dirent64* Search::nextListed() noexcept {
+const dirent64* Search::nextListed() {
     if (position == blockSize && !refill())
         return nullptr;
     const auto* const listed = reinterpret_cast<const dirent64*>(block.get() + position);
@@ -229,7 +229,7 @@ const dirent64* Search::nextListed() noexcept {
     return listed;
 }
 
-bool Search::refill() noexcept {
+bool Search::refill() {
     if (isAtEnd) {
         SetLastError(ERROR_NO_MORE_FILES);
         return false;

@@ -56,6 +56,15 @@ void HostPath::dropTrailingSeparators() noexcept {
     text[length] = '\0';
 }
 
+void HostPath::dropTrailingDots() noexcept {
+    dropTrailingSeparators();
+    while (view().ends_with("/.")) {
+        --length;
+        dropTrailingSeparators();
+    }
+    text[length] = '\0';
+}
+
 char* writeLibraryName(std::string_view hostName, char* begin, const char* end) noexcept {
     for (const char character : hostName) {
         const bool isBackslash = character == '\\';

@@ -41,6 +41,9 @@ public:
     /// keeps one.
     void dropTrailingSeparators() noexcept;
 
+    /// The same for parts at the end that are a mere dot. A name that is one dot stays.
+    void dropTrailingDots() noexcept;
+
 private:
     void append(const char* name) noexcept;
 

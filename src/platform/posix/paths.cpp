@@ -253,11 +253,11 @@ int _mkdir(const char* name) noexcept {
 
 int _rmdir(const char* name) noexcept {
     HostPath path(name);
+    path.dropTrailingDots();
     if (rmdir(path.c_str()) == 0)
         return 0;
     if (errno != ENOTDIR)
         return -1;
-    path.dropTrailingSeparators();
     struct statx link;
     struct statx target;
     if (factsOf(path.c_str(), AT_SYMLINK_NOFOLLOW, link) && S_ISLNK(link.stx_mode) &&

@@ -39,18 +39,18 @@ public:
     /// Adds the facts of the present entry that are still missing.
     void complete(WIN32_FIND_DATAA& data) noexcept;
 
-    /// Gives up reaching the entries from the directory that holds them.
-    void dropDirectory() noexcept { directory = Descriptor(); }
+    /// Notes that the entries don't lie where their full names say.
+    void setElsewhere() noexcept { isElsewhere = true; }
 
-    /// Whether the present entry can be reached from the directory that holds it.
-    bool leads() const noexcept { return static_cast<bool>(directory); }
+    /// Whether a walk goes on from the directory that holds the entry, and not by full names.
+    bool leads() const noexcept { return !isElsewhere; }
 
     int directoryNumber() const noexcept;
     const char* entryName() const noexcept { return entry.c_str(); }
 
 private:
-    const dirent64* nextListed() noexcept;
-    bool refill() noexcept;
+    const dirent64* nextListed();
+    bool refill();
     bool take(std::string_view hostName, unsigned char kind, WIN32_FIND_DATAA& data);
 
     Descriptor directory;
@@ -63,6 +63,7 @@ private:
     int looksLeft = 0;         // at entries ahead of being asked
     bool isComplete = false;   // nothing more is to be known about the present entry
     bool isAtEnd = false;
+    bool isElsewhere = false;
 };
 
 /// The search behind a handle; null for no search.

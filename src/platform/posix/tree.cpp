@@ -63,13 +63,6 @@ Descriptor withoutHostRoot(Descriptor opened) noexcept {
     return Descriptor();
 }
 
-// The name of a link itself, and not of the directory behind it.
-std::string withoutTrailingDots(std::string_view hostName) {
-    while (hostName.size() > 1 && (hostName.ends_with('/') || hostName.ends_with("/.")))
-        hostName.remove_suffix(1);
-    return std::string(hostName);
-}
-
 bool hasSeparator(std::string_view pattern) noexcept {
     return pattern.find_first_of("\\/") != std::string_view::npos;
 }
@@ -90,9 +83,9 @@ bool isLinkToDirectory(int directory, const char* name) noexcept {
 // name; those names are then all that counts.
 HANDLE findElsewhere(const char* directory, const char* pattern, WIN32_FIND_DATAA* data) {
     const std::string text = std::string(directory) + '\\' + pattern;
-    const HANDLE found = FindFirstFileA(text.c_str(), data);
+    HANDLE found = FindFirstFileA(text.c_str(), data);
     if (Search* const search = searchOf(found))
-        search->dropDirectory();
+        search->setElsewhere();
     return found;
 }
 
@@ -115,10 +108,10 @@ HANDLE findFirstToRemove(HANDLE above, const char* fullName, WIN32_FIND_DATAA* d
     const Search* const search = searchOf(above);
     if (search != nullptr && search->leads())
         return listBelow(*search, *data);
-    const std::string hostName = withoutTrailingDots(HostPath(fullName).view());
+    HostPath path(fullName);
+    path.dropTrailingDots();
     return listForWalk(
-        withoutHostRoot(openDirectory(AT_FDCWD, hostName.c_str(), O_RDONLY | O_NOFOLLOW)), "*",
-        *data);
+        withoutHostRoot(openDirectory(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW)), "*", *data);
 }
 
 HANDLE findFirstToCopy(HANDLE above, const char* fullName, WIN32_FIND_DATAA* data) {
