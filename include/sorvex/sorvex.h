@@ -2,11 +2,13 @@
 #ifndef SORVEX_SORVEX_H
 #define SORVEX_SORVEX_H
 
+#include <sorvex/bdirectory.h>
 #include <sorvex/bfile.h>
 #include <sorvex/bpath.h>
 #include <sorvex/bstream.h>
 #include <sorvex/bstring.h>
 #include <sorvex/bthread.h>
+#include <sorvex/cursors.h>
 #include <sorvex/diagnostics.h>
 #include <sorvex/messagefile.h>
 #include <sorvex/services.h>

@@ -25,6 +25,9 @@ Host host;
 
 }  // namespace
 
+// The host's headers have parameter names of their own.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
 extern "C" int statx(int directory, const char* name, int flags, unsigned mask,
                      struct statx* facts) {
     ++host.looks;
@@ -48,6 +51,8 @@ extern "C" ssize_t getdents64(int directory, void* block, size_t capacity) {
     }
     return size;
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 

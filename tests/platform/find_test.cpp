@@ -23,7 +23,6 @@ using namespace Sorvex;
 using Sorvex::testing::openDescriptors;
 using Sorvex::testing::TemporaryDirectory;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 // A search that is closed in the end.

@@ -14,11 +14,11 @@ namespace Sorvex::testing {
 /// A fresh directory that goes, with all its contents, at the end of the scope.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
+    explicit TemporaryDirectory(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
         std::random_device random;
         for (int attempt = 0; attempt < 100; ++attempt) {
-            directory = std::filesystem::temp_directory_path() /
-                        ("sorvex_" + std::to_string(random()) + std::to_string(random()));
+            directory = parent / ("sorvex_" + std::to_string(random()) + std::to_string(random()));
             if (std::filesystem::create_directory(directory))
                 return;
         }
