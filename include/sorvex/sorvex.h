@@ -10,6 +10,7 @@
 #include <sorvex/bthread.h>
 #include <sorvex/cursors.h>
 #include <sorvex/diagnostics.h>
+#include <sorvex/hostinfo.h>
 #include <sorvex/messagefile.h>
 #include <sorvex/services.h>
 #include <sorvex/sync.h>

@@ -8,6 +8,7 @@
 #include "platform/windows/tree.h"
 #include "platform/windows/windows.h"
 #else
+#include "platform/posix/accounts.h"
 #include "platform/posix/copy.h"
 #include "platform/posix/counter.h"
 #include "platform/posix/errors.h"
@@ -18,12 +19,15 @@
 #include "platform/posix/handles.h"
 #include "platform/posix/host_path.h"
 #include "platform/posix/locale.h"
+#include "platform/posix/modules.h"
 #include "platform/posix/paths.h"
 #include "platform/posix/services.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/threads.h"
 #include "platform/posix/time.h"
 #include "platform/posix/tree.h"
+#include "platform/posix/unicode.h"
+#include "platform/posix/version.h"
 #endif
 
 #endif

@@ -13,6 +13,7 @@ using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using UINT = std::uint32_t;
 using HANDLE = void*;
+using WCHAR = char16_t;
 
 }  // namespace Sorvex::platform
 

@@ -12,10 +12,12 @@
 
 #include <direct.h>
 #include <io.h>
+#include <lm.h>
 #include <mmsystem.h>
 #include <sys/stat.h>
 #include <sys/timeb.h>
 #include <winsvc.h>
+#include <winver.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -33,6 +35,7 @@ using ::_rmdir;
 using ::_stat;
 using ::_timeb;
 using ::BOOL;
+using ::BYTE;
 using ::ChangeServiceConfigA;
 using ::CloseHandle;
 using ::CloseServiceHandle;
@@ -64,17 +67,28 @@ using ::fseek;
 using ::ftell;
 using ::fwrite;
 using ::GetCurrentThreadId;
+using ::GetFileVersionInfoA;
+using ::GetFileVersionInfoSizeA;
 using ::GetLastError;
+using ::GetModuleFileNameA;
 using ::GetServiceDisplayNameA;
 using ::GetServiceKeyNameA;
 using ::GetSystemTime;
 using ::GetThreadPriority;
 using ::GetThreadTimes;
 using ::HANDLE;
+using ::HMODULE;
 using ::InitializeCriticalSection;
 using ::LARGE_INTEGER;
 using ::LeaveCriticalSection;
 using ::LocalFree;
+using ::LogonUserA;
+using ::MEMORY_BASIC_INFORMATION;
+using ::MultiByteToWideChar;
+using ::NET_API_STATUS;
+using ::NetApiBufferFree;
+using ::NetUserGetGroups;
+using ::NetUserGetLocalGroups;
 using ::OpenEventA;
 using ::OpenSCManagerA;
 using ::OpenServiceA;
@@ -99,7 +113,13 @@ using ::SYSTEMTIME;
 using ::SystemTimeToFileTime;
 using ::TerminateThread;
 using ::timeGetTime;
+using ::UINT;
+using ::VerQueryValueA;
+using ::VirtualQuery;
+using ::VS_FIXEDFILEINFO;
 using ::WaitForSingleObject;
+using ::WCHAR;
+using ::WideCharToMultiByte;
 using ::WIN32_FIND_DATAA;
 
 using StatRecord = struct ::_stat;
