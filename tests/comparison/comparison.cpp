@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,6 +12,7 @@
 #include <sorvex/sorvex.h>
 
 #include "platform/platform.h"
+#include "split_name.h"
 
 namespace {
 
@@ -48,25 +48,19 @@ void print(const char* topic, const std::string& input, const std::string& resul
 void splitNames(Generator& generator) {
     for (int round = 0; round < 1500; ++round) {
         const std::string name = generator.text("ab.:/\\ 1", 14);
-        char drive[4] = "";
-        char directory[256] = "";
-        char file[256] = "";
-        char extension[256] = "";
-        platform::_splitpath(name.c_str(), drive, directory, file, extension);
-        print("splitpath", name,
-              std::string(drive) + '|' + directory + '|' + file + '|' + extension);
+        print("splitpath", name, splitName(name.c_str()));
     }
 }
 
 void completeNames(Generator& generator) {
     for (int round = 0; round < 1500; ++round) {
-        const std::string name = "C:\\" + generator.text("ab../\\", 14);
+        const std::string name = std::string("C:\\") + generator.text("ab../\\", 14);
         char buffer[260];
         const char* result = platform::_fullpath(buffer, name.c_str(), sizeof buffer);
         print("fullpath", name, result == nullptr ? "(none)" : result);
     }
     for (std::size_t length = 250; length < 270; ++length) {
-        const std::string name = "C:\\" + std::string(length - 3, 'x');
+        const std::string name = std::string("C:\\").append(length - 3, 'x');
         char buffer[260];
         const bool fits = platform::_fullpath(buffer, name.c_str(), sizeof buffer) != nullptr;
         print("fullpath", std::to_string(length) + " characters", fits ? "fits" : "(none)");
@@ -110,7 +104,7 @@ void findNames(Generator& generator) {
     for (int round = 0; round < 1500; ++round) {
         std::string pattern = generator.text("aB*?.x", 6);
         if (pattern.empty())
-            pattern = "*";
+            pattern += '*';
         print("find", pattern, listing.matches(pattern));
     }
 }
@@ -185,7 +179,7 @@ void useEvents(Generator& generator) {
 void nameEvents() {
     const std::string longest(259, 'e');
     for (const std::string& name : {std::string("plain"), std::string("with blank"),
-                                    std::string("a_b"), longest, longest + "e"}) {
+                                    std::string("a_b"), longest, std::string(260, 'e')}) {
         platform::SetLastError(0);
         platform::HANDLE first = platform::CreateEventA(nullptr, TRUE, FALSE, name.c_str());
         const unsigned firstError = static_cast<unsigned>(platform::GetLastError());
