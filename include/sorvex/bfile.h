@@ -94,7 +94,7 @@ public:
     /// Reads a line: up to a line feed or the end of the file. The line feed is not part of it, and
     /// carriage returns and form feeds are dropped wherever they stand.
     ///
-    /// The bytes come through read(), one at a time where a derived class has its own.
+    /// In an object of a derived class the bytes come through its read(), one at a time.
     ///
     /// @throws std::runtime_error as read()
     std::string getLine();

@@ -69,7 +69,8 @@ BFile& BFile::create(const char* mode) {
     close();
     file = platform::fopen(pathName.c_str(), mode);
     if (file == nullptr)
-        failure::raiseForMode("BFile::create(): can not fopen ", pathName, mode);
+        failure::raiseForMode("BFile::create(): can not fopen ", pathName,
+                              mode == nullptr ? "" : mode);
     return *this;
 }
 

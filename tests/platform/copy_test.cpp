@@ -218,6 +218,9 @@ TEST_F(CopyTest, LeavesTheOldTargetAndNothingElseWhenTheDiskIsFull) {
 }
 
 TEST_F(CopyTest, LeavesNothingBehindWhenTheProcessIsKilled) {
+#ifdef SORVEX_OLDER_HOST
+    GTEST_SKIP() << "a file in the making has a name there";
+#endif
     const std::string source = directory.file("source", std::string(500000, 'n'));
     const std::string old = directory.file("old", "old");
     for (const bool overwrite : {false, true}) {
@@ -293,6 +296,21 @@ TEST_F(CopyTest, LeavesWhatTheUserMayNotTouch) {
               0);
     EXPECT_EQ(contentsOf(open), "old");
     ASSERT_EQ(chmod(closed.c_str(), 0755), 0);
+}
+
+TEST_F(CopyTest, LeavesAReplacedFileToItsOwner) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can give files away";
+    const std::string source = directory.file("source", "new");
+    const std::string target = directory.file("target", "old");
+    ASSERT_EQ(chmod(source.c_str(), 04755), 0);
+    ASSERT_EQ(chown(target.c_str(), 12345, 54321), 0);
+    ASSERT_TRUE(copyFile(source, target, true));
+    struct stat facts {};
+    ASSERT_EQ(stat(target.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_uid, 12345U);
+    EXPECT_EQ(facts.st_gid, 54321U);
+    EXPECT_EQ(facts.st_mode, mode_t{S_IFREG | 0755});
 }
 
 TEST_F(CopyTest, MovesFilesAndLinksToAnotherFileSystem) {

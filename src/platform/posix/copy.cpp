@@ -308,9 +308,20 @@ bool copyContents(int from, int to, const struct statx& facts) noexcept {
 
 enum class Purpose { copy, move };
 
-// Decides whether an existing target may be replaced. The replacing itself is one step, whatever
-// becomes of the target meanwhile.
-bool mayReplace(EntryAt target, const struct statx& source) noexcept {
+// Whose a new file is to be, where the host lets us say so.
+struct Owner {
+    bool isTold = false;
+    uid_t user = 0;
+    gid_t group = 0;
+};
+
+Owner ownerOf(const struct statx& facts) noexcept {
+    return {true, facts.stx_uid, facts.stx_gid};
+}
+
+// Decides whether an existing target may be replaced, and tells whose it is. The replacing itself
+// is one step, whatever becomes of the target meanwhile.
+bool mayReplace(EntryAt target, const struct statx& source, Owner& owner) noexcept {
     struct statx facts;
     if (!factsOf(target, AT_SYMLINK_NOFOLLOW, facts))
         return errno == ENOENT;
@@ -324,6 +335,7 @@ bool mayReplace(EntryAt target, const struct statx& source) noexcept {
         return fail(EISDIR);
     if (!S_ISREG(facts.stx_mode))
         return fail(EOPNOTSUPP);
+    owner = ownerOf(facts);
     return faccessat(target.directory, target.name, W_OK, AT_EACCESS) == 0;
 }
 
@@ -335,42 +347,36 @@ bool isTaken(EntryAt target, std::uint64_t size) noexcept {
     return size > smallSize && factsOf(target, AT_SYMLINK_NOFOLLOW, facts);
 }
 
-bool copyFactsAndPlace(NewFile& file, const struct statx& facts, bool failIfExists,
-                       Purpose purpose) noexcept {
-    const int descriptor = file.descriptor();
-    mode_t bits = facts.stx_mode & ordinaryBits;
-    if (purpose == Purpose::move && fchown(descriptor, facts.stx_uid, facts.stx_gid) == 0)
-        bits = facts.stx_mode & allBits;
-    return isKept(fchmod(descriptor, bits)) &&
-           setModificationTime(descriptor, nullptr, facts.stx_mtime, 0) && file.place(failIfExists);
-}
-
-bool copyWithin(NewFile& file, int source, const struct statx& facts, bool failIfExists,
-                Purpose purpose) noexcept {
-    return copyContents(source, file.descriptor(), facts) &&
-           copyFactsAndPlace(file, facts, failIfExists, purpose);
-}
-
-bool copyRegularFile(EntryAt source, int openFlags, EntryAt target, bool failIfExists,
-                     Purpose purpose) noexcept {
-    // What takes the file's place meanwhile must not make the open wait.
-    const Descriptor from =
-        openAt(source.directory, source.name, O_RDONLY | O_NONBLOCK | O_NOCTTY | openFlags);
+// What a new file takes from its source beside the contents, and how it gets its name.
+struct Finish {
     struct statx facts;
-    if (!from || !factsOf({from.get(), ""}, AT_EMPTY_PATH, facts))
-        return false;
-    if (!S_ISREG(facts.stx_mode))
-        return fail(EOPNOTSUPP);
-    if (failIfExists && isTaken(target, facts.stx_size))
-        return fail(EEXIST);
-    if (!failIfExists && !mayReplace(target, facts))
-        return false;
+    Owner owner;
+    bool failIfExists;
+    Purpose purpose;
+};
+
+bool copyFactsAndPlace(NewFile& file, const Finish& finish) noexcept {
+    const int descriptor = file.descriptor();
+    const bool isOwned =
+        finish.owner.isTold && fchown(descriptor, finish.owner.user, finish.owner.group) == 0;
+    // What runs with the rights of its owner does so only where the owner stays the same.
+    const mode_t bits = finish.purpose == Purpose::move && isOwned ? allBits : ordinaryBits;
+    return isKept(fchmod(descriptor, finish.facts.stx_mode & bits)) &&
+           setModificationTime(descriptor, nullptr, finish.facts.stx_mtime, 0) &&
+           file.place(finish.failIfExists);
+}
+
+bool fillAndPlace(NewFile& file, int source, const Finish& finish) noexcept {
+    return copyContents(source, file.descriptor(), finish.facts) && copyFactsAndPlace(file, finish);
+}
+
+bool fillNewFile(int source, EntryAt target, const Finish& finish) noexcept {
     {
         NewFile file(target);
         if (file.createUnnamed()) {
-            if (copyWithin(file, from.get(), facts, failIfExists, purpose))
+            // ENOENT: a host that can't give a name to a nameless file, as it turns out at the end.
+            if (fillAndPlace(file, source, finish))
                 return true;
-            // A host that can't give a name to a nameless file, as it turned out at the end.
             if (errno != ENOENT)
                 return false;
         } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
@@ -378,7 +384,27 @@ bool copyRegularFile(EntryAt source, int openFlags, EntryAt target, bool failIfE
         }
     }
     NewFile file(target);
-    return file.createNamed() && copyWithin(file, from.get(), facts, failIfExists, purpose);
+    return file.createNamed() && fillAndPlace(file, source, finish);
+}
+
+bool copyRegularFile(EntryAt source, int openFlags, EntryAt target, bool failIfExists,
+                     Purpose purpose) noexcept {
+    // What takes the file's place meanwhile must not make the open wait.
+    const Descriptor from =
+        openAt(source.directory, source.name, O_RDONLY | O_NONBLOCK | O_NOCTTY | openFlags);
+    Finish finish{{}, {}, failIfExists, purpose};
+    const struct statx& facts = finish.facts;
+    if (!from || !factsOf({from.get(), ""}, AT_EMPTY_PATH, finish.facts))
+        return false;
+    if (!S_ISREG(facts.stx_mode))
+        return fail(EOPNOTSUPP);
+    if (failIfExists && isTaken(target, facts.stx_size))
+        return fail(EEXIST);
+    if (!failIfExists && !mayReplace(target, facts, finish.owner))
+        return false;
+    if (purpose == Purpose::move)
+        finish.owner = ownerOf(facts);
+    return fillNewFile(from.get(), target, finish);
 }
 
 // Makes a target that needs no filling, which the host makes exclusively: make(name) under its own
@@ -387,7 +413,8 @@ template <typename Make>
 bool makeEntry(EntryAt target, const struct statx& source, bool failIfExists, Make make) noexcept {
     if (make(target.name))
         return true;
-    if (errno != EEXIST || failIfExists || !mayReplace(target, source))
+    Owner ignored;
+    if (errno != EEXIST || failIfExists || !mayReplace(target, source, ignored))
         return false;
     NeighbourName neighbour(target.name);
     if (!neighbour.makeWith(make))
