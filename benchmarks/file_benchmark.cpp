@@ -57,7 +57,7 @@ public:
 
     // A file of lines of 0 to 119 characters that ends in a line feed.
     std::string lines(std::size_t size) const {
-        const std::string file = name("lines" + std::to_string(size));
+        std::string file = name("lines" + std::to_string(size));
         if (fs::exists(file))
             return file;
         std::ofstream stream(file, std::ios::binary);
@@ -73,12 +73,14 @@ public:
             stream << text;
         stream.close();
         // The host would otherwise be busy with this file while others are measured.
-        sync();
+        const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
+        fsync(descriptor);
+        close(descriptor);
         return file;
     }
 
     std::string sparse(std::size_t size) const {
-        const std::string file = name("sparse" + std::to_string(size));
+        std::string file = name("sparse" + std::to_string(size));
         std::ofstream(file) << "start";
         fs::resize_file(file, size);
         return file;
@@ -166,7 +168,7 @@ void fileWriteIntsStdioUnlocked(benchmark::State& state) {
 BENCHMARK(fileWriteIntsStdioUnlocked)->Unit(benchmark::kMillisecond);
 
 std::string valueFile() {
-    const std::string name = workplace().name("values to read");
+    std::string name = workplace().name("values to read");
     if (!fs::exists(name)) {
         BFile file(name);
         file.create("wb");
@@ -298,8 +300,8 @@ void readBlocks(benchmark::State& state, Open openFile, Read read) {
     for ([[maybe_unused]] auto _ : state) {
         auto file = openFile(name);
         std::size_t total = 0;
-        while (const std::size_t count = read(*file, block.data()))
-            total += count;
+        for (std::size_t count = 1; count > 0; total += count)
+            count = read(*file, block.data());
         require(total == size, "blocks");
     }
     countBytes(state, size);
@@ -438,7 +440,7 @@ BENCHMARK(sparseCopySorvex)->Arg(256)->Unit(benchmark::kMicrosecond)->UseRealTim
 BENCHMARK(sparseCopyCommand)->Arg(256)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 std::string smallFile() {
-    const std::string name = workplace().name("small");
+    std::string name = workplace().name("small");
     if (!fs::exists(name))
         std::ofstream(name) << std::string(3000, 's');
     return name;

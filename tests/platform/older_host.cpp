@@ -20,6 +20,8 @@ int renameat2(int /*fromDirectory*/, const char* /*from*/, int /*toDirectory*/, 
     return -1;
 }
 
+// The host's own names for the parameters are reserved ones.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int linkat(int fromDirectory, const char* from, int toDirectory, const char* to,
            int flags) noexcept {
     if (flags != 0) {
