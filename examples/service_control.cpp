@@ -103,7 +103,7 @@ void start(BServiceControl& service, Words words) {
     arguments.reserve(words.size());
     for (std::string& word : words)
         arguments.push_back(&word[0]);
-    service.start(arguments.size(), arguments.data());
+    service.start(static_cast<unsigned long>(arguments.size()), arguments.data());
     awaitState(service, SERVICE_START_PENDING);
 }
 

@@ -11,7 +11,7 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 cmake -G Ninja -S "$source/tests/package/consumer" -B "$work/consumer" \
     --toolchain "$source/cmake/toolchains/mingw64.cmake" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_FIND_ROOT_PATH="$work/prefix;/usr/x86_64-w64-mingw32" >/dev/null
+    -DSorvex_DIR="$work/prefix/lib/cmake/Sorvex" >/dev/null
 cmake --build "$work/consumer"
 cp "$work/prefix/bin/libsorvex.dll" "$work/consumer/"
 "$source/scripts/wine" "$work/consumer/consumer.exe"
