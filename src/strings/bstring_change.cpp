@@ -73,6 +73,8 @@ private:
                 batch > length ? rest / length * (batch - length) : 0;
             room += std::min(likeThisBatch + likeThisBatch / 16, needed);
             room = std::max<std::uint64_t>(room, result.size() + result.size() / 2);
+            if (room > result.max_size())
+                room = needed;
         }
         result.resize(static_cast<std::size_t>(std::min<std::uint64_t>(room, npos)));
     }
@@ -128,7 +130,7 @@ BString& BString::change(const std::string& from, const std::string& to) {
     const size_type first = from.empty() ? npos : TextFinder(from).find(*this, 0);
     if (first == npos)
         return *this;
-    // A fresh text is written where there are arguments to overwrite, and something to lose.
+    // A longer text is written afresh: the arguments can be this text, and a failure leaves it.
     if (to.size() > from.size())
         Changer(*this, from, to).change(first).swap(*this);
     else

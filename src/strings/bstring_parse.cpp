@@ -114,30 +114,35 @@ void makeRoom(std::vector<Element>& elements, std::size_t more, std::size_t expe
     if (needed <= elements.capacity())
         return;
     const std::size_t guess = std::min(needed + expected, 8 * elements.capacity());
-    elements.reserve(std::max({needed, 2 * elements.capacity(), guess}));
+    const std::size_t wanted = std::max(2 * elements.capacity(), guess);
+    elements.reserve(std::max(needed, std::min(wanted, elements.max_size())));
 }
 
-/// Where the fields of a text are parted: by the first of the delimiters, all along.
+/// How many fields a delimiter makes of a text; one at the very end opens no further field.
+std::size_t countFields(std::string_view text, char delimiter) {
+    const auto ends = static_cast<std::size_t>(std::count(text.begin(), text.end(), delimiter));
+    return text.empty() || text.back() == delimiter ? ends : ends + 1;
+}
+
+/// Appends the fields of a text that is not empty. The first of the delimiters in it ends each.
 void appendFields(std::string_view text, const CharacterSet& delimiters,
                   std::vector<BString>& fields) {
     const std::size_t first = findMember(text, delimiters, 0, true);
+    if (first == npos) {
+        const std::string_view whole = textView(text);
+        fields.emplace_back(whole.data(), whole.size());
+        return;
+    }
+    const char delimiter = text[first];
     const bool mayHoldNul = text.find('\0') != npos;
-    const auto append = [&](std::string_view field) {
+    makeRoom(fields, countFields(text, delimiter), 0);
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(delimiter), text.size());
+        std::string_view field = text.substr(0, end);
         if (mayHoldNul)
             field = textView(field);
         fields.emplace_back(field.data(), field.size());
-    };
-    append(text.substr(0, first));
-    if (first == npos)
-        return;
-    const char delimiter = text[first];
-    std::string_view rest = text.substr(first + 1);
-    makeRoom(fields, static_cast<std::size_t>(std::count(rest.begin(), rest.end(), delimiter)) + 1,
-             0);
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(delimiter), rest.size());
-        append(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
 }
 
