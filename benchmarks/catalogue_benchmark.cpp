@@ -87,7 +87,7 @@ void Lookup_Sorvex(benchmark::State& state) {
         "Item bolt of order 42 has not arrived in time")
         state.SkipWithError("wrong text");
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(catalogue.text(all[next].c_str(), "bolt", 42));
         next = next + 1 < all.size() ? next + 1 : 0;
     }
@@ -101,7 +101,7 @@ void lookupBySnprintf(benchmark::State& state) {
     const Map texts = readByLines<Map>(file.name());
     const auto all = keys(entries);
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         char buffer[4096];
         const auto entry = texts.find(all[next]);
         std::snprintf(buffer, sizeof buffer, entry->second.c_str(), "bolt", 42);
@@ -126,7 +126,7 @@ void Lookup_UnorderedMapFmt(benchmark::State& state) {
     const auto texts = readByLines<std::unordered_map<std::string, std::string>>(file.name());
     const auto all = keys(entries);
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const auto entry = texts.find(all[next]);
         benchmark::DoNotOptimize(fmt::sprintf(entry->second, "bolt", 42));
         next = next + 1 < all.size() ? next + 1 : 0;
@@ -141,14 +141,14 @@ void LookupWithReference_Sorvex(benchmark::State& state) {
     if (catalogue.text("HEADED", "bolt") !=
         "Warning: Item bolt of order %d has not arrived in time")
         state.SkipWithError("wrong text");
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(catalogue.text("HEADED", "bolt"));
 }
 BENCHMARK(LookupWithReference_Sorvex);
 
 void Load_Sorvex(benchmark::State& state) {
     const CatalogueFile file(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         MessageFile catalogue(file.name().c_str());
         benchmark::DoNotOptimize(catalogue);
     }
@@ -157,14 +157,14 @@ BENCHMARK(Load_Sorvex)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
 void Load_GetlineStdMap(benchmark::State& state) {
     const CatalogueFile file(static_cast<int>(state.range(0)));
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(readByLines<std::map<std::string, std::string>>(file.name()));
 }
 BENCHMARK(Load_GetlineStdMap)->Arg(10000)->Unit(benchmark::kMicrosecond);
 
 void Load_GetlineUnorderedMap(benchmark::State& state) {
     const CatalogueFile file(static_cast<int>(state.range(0)));
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(
             readByLines<std::unordered_map<std::string, std::string>>(file.name()));
 }

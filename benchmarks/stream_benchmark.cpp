@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -28,7 +29,7 @@ void setItems(benchmark::State& state) {
 template <typename Value>
 void StreamWrite_Sorvex(benchmark::State& state) {
     BStreamBuffer stream;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.erase();
         for (int i = 0; i < count; ++i)
             stream << static_cast<Value>(i);
@@ -42,7 +43,7 @@ BENCHMARK(StreamWrite_Sorvex<double>);
 template <typename Value>
 void StreamWrite_StdStringstream(benchmark::State& state) {
     std::stringstream stream;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.seekp(0);
         for (int i = 0; i < count; ++i) {
             const auto value = static_cast<Value>(i);
@@ -62,7 +63,7 @@ void StreamRead_Sorvex(benchmark::State& state) {
         source << static_cast<Value>(i);
     const std::string bytes(static_cast<const char*>(source.data()), source.dataSize());
     BStreamBuffer stream;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.erase();
         stream.write(bytes.data(), static_cast<unsigned long>(bytes.size()));
         Value sum = 0;
@@ -86,7 +87,7 @@ void StreamRead_StdStringstream(benchmark::State& state) {
         const auto value = static_cast<Value>(i);
         stream.write(reinterpret_cast<const char*>(&value), sizeof value);
     }
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.seekg(0);
         Value sum = 0;
         for (int i = 0; i < count; ++i) {
@@ -113,7 +114,7 @@ std::vector<std::string> texts() {
 void StreamWriteStrings_Sorvex(benchmark::State& state) {
     const auto all = texts();
     BStreamBuffer stream;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.erase();
         for (const auto& text : all)
             stream << text;
@@ -125,7 +126,7 @@ BENCHMARK(StreamWriteStrings_Sorvex);
 void StreamWriteStrings_StdStringstream(benchmark::State& state) {
     const auto all = texts();
     std::stringstream stream;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.seekp(0);
         for (const auto& text : all) {
             const auto length = static_cast<std::uint32_t>(text.size());
@@ -145,7 +146,7 @@ void StreamReadStrings_Sorvex(benchmark::State& state) {
     const std::string bytes(static_cast<const char*>(source.data()), source.dataSize());
     BStreamBuffer stream;
     std::string text;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.erase();
         stream.write(bytes.data(), static_cast<unsigned long>(bytes.size()));
         for (const auto& expected : all) {
@@ -167,7 +168,7 @@ void StreamReadStrings_StdStringstream(benchmark::State& state) {
         stream.write(text.data(), static_cast<std::streamsize>(text.size()));
     }
     std::string text;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         stream.seekg(0);
         for (const auto& expected : all) {
             std::uint32_t length = 0;
@@ -183,7 +184,7 @@ void StreamReadStrings_StdStringstream(benchmark::State& state) {
 BENCHMARK(StreamReadStrings_StdStringstream);
 
 void SmallStream_Sorvex(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         BStreamBuffer stream;
         stream << 1 << 2.0;
         int number = 0;
@@ -195,7 +196,7 @@ void SmallStream_Sorvex(benchmark::State& state) {
 BENCHMARK(SmallStream_Sorvex);
 
 void SmallStream_StdStringstream(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::stringstream stream;
         int number = 1;
         double value = 2;
@@ -213,7 +214,7 @@ constexpr std::size_t writeSize = 64;
 void Grow_Sorvex(benchmark::State& state) {
     const auto total = static_cast<std::size_t>(state.range(0)) << 20;
     const char block[writeSize] = "some bytes";
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         BStreamBuffer stream;
         for (std::size_t written = 0; written < total; written += writeSize)
             stream.write(block, writeSize);
@@ -223,22 +224,26 @@ void Grow_Sorvex(benchmark::State& state) {
 }
 BENCHMARK(Grow_Sorvex)->Arg(16)->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond);
 
+struct HostRelease {
+    void operator()(char* block) const { std::free(block); }
+};
+using HostBlock = std::unique_ptr<char, HostRelease>;
+
 // The same steps of 8 KiB, by the host's own way to make a block larger.
 void Grow_HostRealloc(benchmark::State& state) {
     const auto total = static_cast<std::size_t>(state.range(0)) << 20;
     const char block[writeSize] = "some bytes";
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::size_t capacity = 8192;
-        char* storage = static_cast<char*>(std::malloc(capacity));
+        HostBlock storage(static_cast<char*>(std::malloc(capacity)));
         for (std::size_t written = 0; written < total; written += writeSize) {
             if (written + writeSize > capacity) {
                 capacity += 8192;
-                storage = static_cast<char*>(std::realloc(storage, capacity));
+                storage.reset(static_cast<char*>(std::realloc(storage.release(), capacity)));
             }
-            std::memcpy(storage + written, block, writeSize);
+            std::memcpy(storage.get() + written, block, writeSize);
         }
         benchmark::DoNotOptimize(storage);
-        std::free(storage);
     }
 }
 BENCHMARK(Grow_HostRealloc)->Arg(256)->Unit(benchmark::kMillisecond);
@@ -246,7 +251,7 @@ BENCHMARK(Grow_HostRealloc)->Arg(256)->Unit(benchmark::kMillisecond);
 void Grow_StdString(benchmark::State& state) {
     const auto total = static_cast<std::size_t>(state.range(0)) << 20;
     const char block[writeSize] = "some bytes";
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::string storage;
         for (std::size_t written = 0; written < total; written += writeSize)
             storage.append(block, writeSize);

@@ -53,7 +53,7 @@ chrono::year_month_day dateOf(unsigned long day) {
 /// Runs a function over all days and counts each.
 template <typename Function>
 void overDays(benchmark::State& state, Function function) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const unsigned long day : days())
             benchmark::DoNotOptimize(function(day));
     }
@@ -116,7 +116,7 @@ void overDates(benchmark::State& state, Function function) {
     std::vector<chrono::year_month_day> dates;
     for (const unsigned long day : days())
         dates.push_back(dateOf(day));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const auto& date : dates)
             benchmark::DoNotOptimize(function(date));
     }
@@ -159,7 +159,7 @@ std::vector<chrono::sys_days> standardDays() {
 /// Runs a function over the values of either library.
 template <typename Values, typename Function>
 void overValues(benchmark::State& state, const Values& values, Function function) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const auto& value : values)
             benchmark::DoNotOptimize(function(value));
     }
@@ -222,7 +222,7 @@ std::tm brokenDown() {
 void textBySorvex(benchmark::State& state, const char* format, const char* expected) {
     const TimeStamp stamp(2003, 9, 17, 14, 5, 9, 250);
     check(state, stamp.asString(format) == expected);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(stamp.asString(format));
 }
 BENCHMARK_CAPTURE(textBySorvex, TimeText, longForm, "2003 September 17 14:05:09");
@@ -231,7 +231,7 @@ BENCHMARK_CAPTURE(textBySorvex, TimeTextIso, isoForm, "2003-09-17 14:05:09");
 void textByStrftime(benchmark::State& state, const char* format) {
     const std::tm time = brokenDown();
     char buffer[256];
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const std::size_t length = std::strftime(buffer, sizeof buffer, format, &time);
         benchmark::DoNotOptimize(std::string(buffer, length));
     }
@@ -242,7 +242,7 @@ BENCHMARK_CAPTURE(textByStrftime, TimeTextIso, isoForm);
 #ifdef SORVEX_BENCH_ABSL
 void textByAbseil(benchmark::State& state, const char* format) {
     const absl::Time time = absl::FromUnixSeconds(1063807509);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(absl::FormatTime(format, time, absl::UTCTimeZone()));
 }
 BENCHMARK_CAPTURE(textByAbseil, TimeText, longForm);
@@ -252,28 +252,28 @@ BENCHMARK_CAPTURE(textByAbseil, TimeTextIso, isoForm);
 #ifdef SORVEX_BENCH_FMT
 void TimeText_Fmt(benchmark::State& state) {
     const std::tm time = brokenDown();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(fmt::format("{:%Y %B %d %H:%M:%S}", time));
 }
 BENCHMARK(TimeText_Fmt);
 
 void TimeTextIso_Fmt(benchmark::State& state) {
     const std::tm time = brokenDown();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(fmt::format("{:%Y-%m-%d %H:%M:%S}", time));
 }
 BENCHMARK(TimeTextIso_Fmt);
 #endif
 
 void NowLocal_Sorvex(benchmark::State& state) {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(TimeStamp::now());
 }
 BENCHMARK(NowLocal_Sorvex);
 
 // Keeps the zone that the process started with.
 void NowLocal_HostLocaltimeR(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const auto now = chrono::system_clock::now();
         const std::time_t seconds = chrono::system_clock::to_time_t(now);
         std::tm local{};
@@ -286,20 +286,20 @@ BENCHMARK(NowLocal_HostLocaltimeR);
 #ifdef SORVEX_BENCH_ABSL
 void NowLocal_Abseil(benchmark::State& state) {
     const absl::TimeZone zone = absl::LocalTimeZone();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(zone.At(absl::Now()));
 }
 BENCHMARK(NowLocal_Abseil);
 #endif
 
 void NowUtc_Sorvex(benchmark::State& state) {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(TimeStamp::system());
 }
 BENCHMARK(NowUtc_Sorvex);
 
 void NowUtc_StdChrono(benchmark::State& state) {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(chrono::system_clock::now());
 }
 BENCHMARK(NowUtc_StdChrono);
