@@ -92,86 +92,78 @@ private:
     bool isNumbered = false;
 };
 
-/// Walks along a list of values by the conversions of a format.
-class ValueWalk {
-public:
-    explicit ValueWalk(va_list start) { va_copy(values, start); }
-    ~ValueWalk() { va_end(values); }
-
-    ValueWalk(const ValueWalk&) = delete;
-    ValueWalk& operator=(const ValueWalk&) = delete;
-
-    bool isModest(const Conversion::Number& number) {
-        if (!number.isValue)
-            return true;
-        const std::int64_t value = va_arg(values, int);
-        return value <= std::int64_t{widest} && -value <= std::int64_t{widest};
-    }
-
-    void pass(const Conversion& conversion) {
-        if (conversion.kind == '%')
-            return;
-        if (conversion.kind == 'p' || conversion.kind == 's')
-            passOne<void*>();
-        else if (conversion.kind == 'c')
-            passCharacter(conversion.length);
-        else if (std::strchr("aAeEfFgG", conversion.kind) != nullptr)
-            passFloat(conversion.length);
-        else
-            passInteger(conversion.length);
-    }
-
-private:
-    template <typename Value>
-    void passOne() {
-        static_cast<void>(va_arg(values, Value));
-    }
-
-    void passCharacter(Length length) {
-        if (length == Length::l)
-            passOne<decltype(+std::wint_t{})>();
-        else
-            passOne<int>();
-    }
-
-    void passFloat(Length length) {
-        if (length == Length::L)
-            passOne<long double>();
-        else
-            passOne<double>();
-    }
-
-    void passInteger(Length length) {
-        switch (length) {
-            case Length::l:
-                return passOne<long>();
-            case Length::ll:
-                return passOne<long long>();
-            case Length::j:
-                return passOne<std::intmax_t>();
-            case Length::z:
-                return passOne<std::size_t>();
-            case Length::t:
-                return passOne<std::ptrdiff_t>();
-            default:
-                return passOne<int>();
-        }
-    }
-
-    va_list values;
+/// A list of values on its way through the conversions of a format.
+struct Values {
+    va_list list;
 };
 
-bool numbersAreModest(std::string_view format, va_list values) {
-    ValueWalk walk(values);
+template <typename Value>
+void passOne(Values& values) {
+    static_cast<void>(va_arg(values.list, Value));
+}
+
+bool isModest(const Conversion::Number& number, Values& values) {
+    if (!number.isValue)
+        return true;
+    const std::int64_t value = va_arg(values.list, int);
+    return value <= std::int64_t{widest} && -value <= std::int64_t{widest};
+}
+
+void passInteger(Length length, Values& values) {
+    switch (length) {
+        case Length::l:
+            return passOne<long>(values);
+        case Length::ll:
+            return passOne<long long>(values);
+        case Length::j:
+            return passOne<std::intmax_t>(values);
+        case Length::z:
+            return passOne<std::size_t>(values);
+        case Length::t:
+            return passOne<std::ptrdiff_t>(values);
+        default:
+            return passOne<int>(values);
+    }
+}
+
+void pass(const Conversion& conversion, Values& values) {
+    switch (conversion.kind) {
+        case '%':
+            return;
+        case 'p':
+        case 's':
+            return passOne<void*>(values);
+        case 'c':
+            return conversion.length == Length::l ? passOne<decltype(+std::wint_t{})>(values)
+                                                  : passOne<int>(values);
+        case 'd':
+        case 'i':
+        case 'o':
+        case 'u':
+        case 'x':
+        case 'X':
+            return passInteger(conversion.length, values);
+        default:
+            return conversion.length == Length::L ? passOne<long double>(values)
+                                                  : passOne<double>(values);
+    }
+}
+
+/// Whether all widths and precisions that come as values are within bounds.
+bool numbersAreModest(std::string_view format, va_list start) {
+    Values values;
+    va_copy(values.list, start);
+    bool areModest = true;
     Conversion conversion;
-    for (std::size_t at = format.find('%'); at != std::string_view::npos;
+    for (std::size_t at = format.find('%'); areModest && at != std::string_view::npos;
          at = format.find('%', at + conversion.size)) {
         parseConversion(format.substr(at), conversion);
-        if (!walk.isModest(conversion.width) || !walk.isModest(conversion.precision))
-            return false;
-        walk.pass(conversion);
+        areModest = isModest(conversion.width, values) && isModest(conversion.precision, values);
+        if (areModest)
+            pass(conversion, values);
     }
-    return true;
+    va_end(values.list);
+    return areModest;
 }
 
 std::string_view copyOf(const char* text, char (&block)[blockSize]) {
