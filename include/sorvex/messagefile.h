@@ -17,8 +17,8 @@ namespace Sorvex {
 /// there are no escapes; a line may have any length. Key and text each end at their first NUL.
 ///
 /// A text is a format in the manner of printf. In the formatted text, `#KEY` refers to another
-/// entry, with up to two arguments for its two %s: `#KEY:first:second`. A reference ends at the
-/// first space, and only there; the second argument takes all further colons.
+/// entry, with up to two arguments for its two conversions s: `#KEY:first:second`. A reference ends
+/// at the first space, and only there; the second argument takes all further colons.
 ///
 ///     // file messages
 ///     MISSING = File %s is missing
@@ -48,17 +48,18 @@ public:
     /// string.
     ///
     /// The formatted text is cut to 4095 characters; the texts in place of references come on top.
-    /// The conversions are those of the C library but %n, which is no conversion here; neither is a
-    /// width or precision that stands in the list of a text with numbered conversions. What is no
+    /// The conversions are those of the C library but n, the one that stores a count; what is no
     /// conversion stays in the text as it is. A width or precision above 1000000 counts as that; a
-    /// text whose widths come as values beyond it is not formatted at all. A text that the runtime
-    /// can't format gives an empty string.
+    /// text for which such a one comes among the values, and one that mixes numbered conversions
+    /// with widths that come so, is not formatted at all. A text that the runtime can't format
+    /// gives an empty string.
     ///
     /// A text that is referred to is formatted with the reference's arguments, empty where it has
-    /// none: its first two %s (or %1$s and %2$s, with a width, a precision and - if need be) and %%
-    /// count, and any other conversion stays as it is. A reference stays, # included, where it
-    /// names no entry or the entry gives an empty text, where it lies more than 16 levels deep, and
-    /// where 4096 references have been replaced or some 500000 been looked at in this look-up.
+    /// none: its first two conversions s, or 1$s and 2$s by number, take them, with a width, a
+    /// precision and a minus sign if need be. Any other conversion stays as it is. A reference
+    /// stays, its sign included, where it names no entry or the entry gives an empty text, where it
+    /// lies more than 16 levels deep, and where 4096 references have been replaced or some 500000
+    /// been looked at in this look-up.
     std::string text(const char* key, ...);
 
 protected:
