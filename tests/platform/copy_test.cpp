@@ -11,6 +11,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -215,6 +217,32 @@ TEST_F(CopyTest, LeavesTheOldTargetAndNothingElseWhenTheDiskIsFull) {
               0);
     EXPECT_EQ(contentsOf(old), "old");
     EXPECT_EQ(entriesOf(directory), 2U);
+}
+
+TEST_F(CopyTest, LeavesNothingOnAFullFileSystem) {
+    const std::string source = directory.file("source", std::string(500000, 'n'));
+    const std::string small = directory.name("small");
+    fs::create_directory(small);
+    constexpr int noPrivilege = 77;
+    const int status = Sorvex::testing::runInChild([&] {
+        // Seen by the child alone, and gone with it.
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", small.c_str(), "tmpfs", 0, "size=300k") != 0)
+            _exit(noPrivilege);
+        std::ofstream(small + "/old") << "old";
+        for (const bool overwrite : {false, true}) {
+            EXPECT_FALSE(copyFile(source, small + (overwrite ? "/old" : "/fresh"), overwrite));
+            EXPECT_EQ(errno, ENOSPC);
+            EXPECT_EQ(platform::GetLastError(), ERROR_DISK_FULL);
+        }
+        EXPECT_EQ(contentsOf(small + "/old"), "old");
+        EXPECT_EQ(fs::space(small).free, 300 * 1024 - 4096U);
+        EXPECT_EQ(std::distance(fs::directory_iterator(small), fs::directory_iterator()), 1);
+    });
+    if (WIFEXITED(status) && WEXITSTATUS(status) == noPrivilege)
+        GTEST_SKIP() << "only root can mount";
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(CopyTest, LeavesNothingBehindWhenTheProcessIsKilled) {

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/host_path.h"
 
 namespace Sorvex::platform {
@@ -84,37 +85,35 @@ int openFlags(const char* mode) noexcept {
         else if (std::strchr("btcenDNRST", *mode) == nullptr)
             return invalidFlags;
     }
-    return flags | O_CLOEXEC | O_NOCTTY;
+    return flags | O_NOCTTY;
 }
 
-int openDescriptor(const char* hostName, int flags) noexcept {
-    int descriptor = -1;
-    do
-        descriptor = ::open(hostName, flags, 0666);
-    while (descriptor < 0 && errno == EINTR);
-    return descriptor;
-}
+constexpr std::int64_t unknown = -1;
 
-// A small file needs no more room than its contents; -1 when a directory was opened.
-std::ptrdiff_t suitableBuffer(int descriptor, int flags) noexcept {
-    if ((flags & O_ACCMODE) != O_RDONLY)
-        return largestBuffer;
+// Looks at a file that is opened for reading alone. False for a directory, which the host opens but
+// doesn't read; the size of a regular file, which a small one needs no larger buffer than.
+bool findSize(int descriptor, int flags, std::int64_t& size) noexcept {
+    size = unknown;
     struct stat facts;
-    if (fstat(descriptor, &facts) != 0)
+    if ((flags & O_ACCMODE) != O_RDONLY || fstat(descriptor, &facts) != 0)
+        return true;
+    if (S_ISREG(facts.st_mode))
+        size = facts.st_size;
+    return !S_ISDIR(facts.st_mode);
+}
+
+std::size_t suitableBuffer(std::int64_t size) noexcept {
+    if (size == unknown || size >= static_cast<std::int64_t>(largestBuffer))
         return largestBuffer;
-    if (S_ISDIR(facts.st_mode))
-        return -1;
-    if (!S_ISREG(facts.st_mode))
-        return largestBuffer;
-    const auto size = std::min(static_cast<std::uint64_t>(facts.st_size) + 1,
-                               static_cast<std::uint64_t>(largestBuffer));
-    return static_cast<std::ptrdiff_t>(std::max(static_cast<std::size_t>(size), smallestBuffer));
+    return std::max(static_cast<std::size_t>(size) + 1, smallestBuffer);
 }
 
 }  // namespace
 
-FILE::FILE(int openDescriptor, int openFlags, std::size_t bufferSize) noexcept
-    : capacity(bufferSize),
+FILE::FILE(int openDescriptor, int openFlags, std::int64_t sizeAtOpening) noexcept
+    : capacity(suitableBuffer(sizeAtOpening)),
+      knownSize(sizeAtOpening),
+      diskPosition(sizeAtOpening == unknown ? unknown : 0),
       descriptor(openDescriptor),
       isReadable((openFlags & O_ACCMODE) != O_WRONLY),
       isWritable((openFlags & O_ACCMODE) != O_RDONLY),
@@ -185,6 +184,10 @@ std::size_t FILE::transferIn(char* target, std::size_t size) noexcept {
     if (count > 0) {
         if (diskPosition >= 0)
             diskPosition += count;
+        // Fewer bytes than asked for, up to the size that the file has: the next read would say
+        // that this is the end. The host makes up some files while they are read, of size 0.
+        hasReachedSize =
+            knownSize > 0 && diskPosition == knownSize && static_cast<std::size_t>(count) < size;
         return static_cast<std::size_t>(count);
     }
     if (count == 0)
@@ -224,7 +227,10 @@ std::size_t FILE::readSlowly(char* target, std::size_t size) noexcept {
     if (size == 0 || !startReading())
         return 0;
     std::size_t done = 0;
+    hasReachedSize = false;
     while (done < size) {
+        if (unread == 0 && hasReachedSize)
+            atEnd = true;
         if (unread == 0 && !atEnd && size - done >= capacity) {
             position = buffer.get();
             const std::size_t part = transferIn(target + done, size - done);
@@ -382,17 +388,19 @@ FILE* fopen(const char* name, const char* mode) noexcept {
         errno = EINVAL;
         return nullptr;
     }
-    const int descriptor = openDescriptor(HostPath(name).c_str(), flags);
-    if (descriptor < 0)
+    Descriptor descriptor = openAt(AT_FDCWD, HostPath(name).c_str(), flags, 0666);
+    if (!descriptor)
         return nullptr;
-    const std::ptrdiff_t size = suitableBuffer(descriptor, flags);
-    FILE* const file = size < 0 ? nullptr
-                                : new (std::nothrow)
-                                      FILE(descriptor, flags, static_cast<std::size_t>(size));
-    if (file == nullptr) {
-        ::close(descriptor);
-        errno = size < 0 ? EISDIR : ENOMEM;
+    std::int64_t size = unknown;
+    if (!findSize(descriptor.get(), flags, size)) {
+        errno = EISDIR;
+        return nullptr;
     }
+    FILE* const file = new (std::nothrow) FILE(descriptor.get(), flags, size);
+    if (file == nullptr)
+        errno = ENOMEM;
+    else
+        descriptor.release();
     return file;
 }
 

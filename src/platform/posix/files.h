@@ -18,8 +18,9 @@ namespace Sorvex::platform {
 /// Bytes that the disk refuses stay in the buffer, so that a later flush can still succeed.
 class FILE {
 public:
-    /// Takes over a descriptor that was opened with these flags.
-    FILE(int descriptor, int openFlags, std::size_t bufferSize) noexcept;
+    /// Takes over a descriptor that was just opened with these flags, of a file of this size; a
+    /// negative one isn't known.
+    FILE(int descriptor, int openFlags, std::int64_t size) noexcept;
     ~FILE();
 
     FILE(const FILE&) = delete;
@@ -105,12 +106,14 @@ private:
     NextPlace nextFeed{'\f'};
     std::unique_ptr<char[]> buffer;
     std::size_t capacity;
-    std::int64_t diskPosition = -1;  // of the descriptor; negative while it isn't known
+    std::int64_t knownSize;     // when it was opened; negative when it isn't known
+    std::int64_t diskPosition;  // of the descriptor; negative while it isn't known
     int descriptor;
     bool isReadable;
     bool isWritable;
     bool isAppending;
     bool isWriting = false;
+    bool hasReachedSize = false;  // with the last read of the host
     bool atEnd = false;
     bool inError = false;
 };
