@@ -214,8 +214,11 @@ TEST(NamedEvents, WakeTheirSleepersWhereverThePosterIsKilled) {
     int posts = 0;
     for (int steps = 0; !ended && !HasFailure(); ++steps) {
         SCOPED_TRACE(steps);
-        platform::DWORD result = WAIT_FAILED;
-        std::thread sleeper([&] { result = event->state().wait(60000, machine); });
+        const auto start = std::chrono::steady_clock::now();
+        std::thread sleeper([&] {
+            event->state().wait(static_cast<platform::DWORD>(Sorvex::testing::generousMilliseconds),
+                                machine);
+        });
         TracedHolder poster(name, "csx");
         ended = !poster.canBeTraced || poster.endsWithin(steps);
         poster.kill();
@@ -225,7 +228,7 @@ TEST(NamedEvents, WakeTheirSleepersWhereverThePosterIsKilled) {
             event->state().post(machine);
         sleeper.join();
         event->state().reset();
-        EXPECT_EQ(result, WAIT_OBJECT_0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, Sorvex::testing::generousLimit);
         if (!poster.canBeTraced)
             GTEST_SKIP() << "processes can't be traced here";
     }
@@ -238,7 +241,7 @@ TEST(NamedEvents, SurviveHoldersKilledAtRandom) {
     const Event held = create(name + "0", Arrival::created);
     std::minstd_rand random(static_cast<unsigned>(getpid()));
     std::array<std::unique_ptr<HolderProcess>, 3> storms;
-    for (int round = 0; round < Sorvex::testing::stressRounds(40); ++round) {
+    for (int round = 0; round < Sorvex::testing::stressRounds(40, 20); ++round) {
         auto& storm = storms[static_cast<std::size_t>(round) % storms.size()];
         storm.reset();
         storm = std::make_unique<HolderProcess>(name, "storm", std::to_string(random()));
