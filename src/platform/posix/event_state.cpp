@@ -16,11 +16,16 @@ static_assert(std::endian::native == std::endian::little);
 thread_local unsigned lookedInVain = 0;
 
 // Looking pays where the poster runs on another processor at the same time. Where it does not, it
-// keeps the poster from running, so a thread that has no luck only tries again now and then.
+// keeps the poster from running, so a thread that has no luck only tries again now and then; then
+// for as long as it takes to wake the poster, since two threads that both sleep each time would
+// never find each other awake.
 unsigned worthwhileLooks() noexcept {
     constexpr unsigned patience = 4;
-    constexpr unsigned retryInterval = 16;
-    return lookedInVain < patience || lookedInVain % retryInterval == 0 ? spinLimit() : 0;
+    constexpr unsigned retryInterval = 64;
+    constexpr unsigned retryLength = 8;
+    if (lookedInVain < patience)
+        return spinLimit();
+    return lookedInVain % retryInterval == 0 ? retryLength * spinLimit() : 0;
 }
 
 }  // namespace
@@ -36,6 +41,8 @@ DWORD EventState::waitForEnd(std::uint32_t generation, DWORD milliseconds,
 DWORD EventState::sleep(std::uint32_t generation, const Deadline& deadline,
                         Sharing sharing) noexcept {
     word.fetch_add(oneSleeper, std::memory_order_seq_cst);
+    if (over(generation))
+        lookedInVain = 0;  // a moment more would have been enough
     bool inTime = true;
     while (inTime && !over(generation))
         inTime = futexWait(lowerHalf(), generation, sharing, deadline);
