@@ -28,19 +28,15 @@ namespace Sorvex {
 class SORVEX_API BString : public std::string {
 public:
     /// An empty text.
-    /// @{
     BString() noexcept = default;
     explicit BString(const std::allocator<char>& allocator) noexcept;
-    /// @}
 
     /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
     /// the source is moved from.
-    /// @{
     BString(const BString& source);
     BString(BString&& source) noexcept;
     BString(const std::string& source);
     BString(std::string&& source) noexcept;
-    /// @}
 
     /// At most count characters of the text view of the source, from pos on.
     ///
@@ -65,12 +61,10 @@ public:
 
     /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
     /// bits of a long count.
-    /// @{
     BString(int value);
     BString(unsigned int value);
     BString(long value);
     BString(unsigned long value);
-    /// @}
 
     /// The text of printf's "%f": six decimals, rounded exactly, with the decimal point of the
     /// locale in force.
@@ -96,10 +90,8 @@ public:
     /// Here as in the other conversions leading white space and one sign are passed over, what
     /// stands behind the number is left alone, and no digits at all give 0. A number beyond 32 bits
     /// gives the nearest limit, -2147483648 or 2147483647, and sets errno to ERANGE.
-    /// @{
     int asInt() const;
     long asLong() const;
-    /// @}
 
     /// asDouble, narrowed.
     float asFloat() const;
@@ -120,105 +112,81 @@ public:
     BString& upperCase();
 
     /// A changed copy of the text view.
-    /// @{
     static BString upperCase(const std::string& text);
     static BString upperCase(const char* text);
-    /// @}
 
     /// Changes every character of the whole view by tolower of the locale in force, in place.
     BString& lowerCase();
 
     /// A changed copy of the text view.
-    /// @{
     static BString lowerCase(const std::string& text);
     static BString lowerCase(const char* text);
-    /// @}
 
     /// Whether all characters are printable in the locale in force, as the blank is, and tab,
     /// newline and NUL are not. True of an empty text. The static forms don't see what stands
     /// behind a NUL.
-    /// @{
     bool isPrintable() const;
     static bool isPrintable(const std::string& text);
     static bool isPrintable(const char* text);
-    /// @}
 
     /// Whether all characters are digits, 0 to 9 in every locale. True of an empty text. The static
     /// forms don't see what stands behind a NUL.
-    /// @{
     bool isDigits() const;
     static bool isDigits(const std::string& text);
     static bool isDigits(const char* text);
-    /// @}
 
     /// Whether the text is digits behind at most one minus sign. True of an empty text and of "-".
     /// What follows a minus sign is read in the text view, and so are the texts of the static
     /// forms.
-    /// @{
     bool isSigned() const;
     static bool isSigned(const std::string& text);
     static bool isSigned(const char* text);
-    /// @}
 
     /// Whether the text view is digits with at most one full stop before, among or behind them,
     /// behind at most one minus sign. No digit is needed: true of "", "-", "." and "-.".
-    /// @{
     bool isDouble() const;
     static bool isDouble(const std::string& text);
     static bool isDouble(const char* text);
-    /// @}
 
     /// Removes the longest run of characters of a set from the start and from the end.
     ///
     /// The stripping members work on the whole view, in place, and allocate nothing. The set is one
     /// character, all characters of a standard string, or those of a C text; without one it is
     /// blank, tab, carriage return and newline. An empty set removes nothing.
-    /// @{
     BString& strip();
     BString& strip(char c);
     BString& strip(const std::string& set);
     BString& strip(const char* set);
-    /// @}
 
     /// The same at the start alone.
-    /// @{
     BString& stripLeading();
     BString& stripLeading(char c);
     BString& stripLeading(const std::string& set);
     BString& stripLeading(const char* set);
-    /// @}
 
     /// The same at the end alone.
-    /// @{
     BString& stripTrailing();
     BString& stripTrailing(char c);
     BString& stripTrailing(const std::string& set);
     BString& stripTrailing(const char* set);
-    /// @}
 
     /// A copy of the text view without the characters of the set at its start and its end.
-    /// @{
     static BString stripBlanks(const std::string& text);
     static BString strip(const std::string& text, char c);
     static BString strip(const std::string& text, const std::string& set);
     static BString strip(const std::string& text, const char* set);
-    /// @}
 
     /// The same at the start alone.
-    /// @{
     static BString stripLeadingBlanks(const std::string& text);
     static BString stripLeading(const std::string& text, char c);
     static BString stripLeading(const std::string& text, const std::string& set);
     static BString stripLeading(const std::string& text, const char* set);
-    /// @}
 
     /// The same at the end alone.
-    /// @{
     static BString stripTrailingBlanks(const std::string& text);
     static BString stripTrailing(const std::string& text, char c);
     static BString stripTrailing(const std::string& text, const std::string& set);
     static BString stripTrailing(const std::string& text, const char* set);
-    /// @}
 
     /// Replaces every occurrence of a text by another, in one pass from left to right, in linear
     /// time. What was written is not searched again: "aab" with "ab" changed to "b" is "ab". An
@@ -294,12 +262,10 @@ public:
     ///
     /// The members compare the whole view of this text, the static forms the text view of theirs.
     /// A pattern is read in its text view.
-    /// @{
     bool isLike(const std::string& pattern) const;
     bool isLike(const char* pattern) const;
     static bool isLike(const std::string& text, const std::string& pattern);
     static bool isLike(const char* text, const char* pattern);
-    /// @}
 };
 
 /// Formats a printf-style list of values, of at most 4095 characters.
