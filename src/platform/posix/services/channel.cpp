@@ -63,9 +63,9 @@ std::optional<ucred> credentialsOf(int connection) {
     return credentials;
 }
 
-bool isOwnPeer(int connection) {
+bool isPeer(uid_t user, int connection) {
     const auto credentials = credentialsOf(connection);
-    return credentials && credentials->uid == geteuid();
+    return credentials && credentials->uid == user;
 }
 
 union DescriptorMessage {
@@ -140,14 +140,14 @@ Descriptor connectTo(int directory, const char* name, const Deadline& deadline) 
         if (errno != EINTR)
             return {};
     }
-    return isOwnPeer(connection.get()) ? std::move(connection) : Descriptor();
+    return isPeer(geteuid(), connection.get()) ? std::move(connection) : Descriptor();
 }
 
-Descriptor acceptOwn(int listener) {
+Descriptor acceptFrom(uid_t user, int listener) {
     for (;;) {
         Descriptor connection(retried(
             [&] { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); }));
-        if (!connection || isOwnPeer(connection.get()))
+        if (!connection || isPeer(user, connection.get()))
             return connection;
     }
 }

@@ -42,9 +42,9 @@ Descriptor listenAt(int directory, const char* name);
 /// @return an owner of nothing when nobody listens or it is another user who does
 Descriptor connectTo(int directory, const char* name, const Deadline& deadline);
 
-/// The next connection of a listening socket that comes from the own user; of nothing when there is
+/// The next connection of a listening socket that comes from this user; of nothing when there is
 /// none at the moment.
-Descriptor acceptOwn(int listener);
+Descriptor acceptFrom(uid_t user, int listener);
 
 /// The process at the other end.
 pid_t peerOf(int connection);

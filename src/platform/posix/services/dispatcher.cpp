@@ -15,7 +15,6 @@
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 #include "platform/posix/services/start.h"
-#include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {
 
@@ -47,17 +46,6 @@ bool isValid(const SERVICE_STATUS& status) noexcept {
            status.dwCurrentState <= SERVICE_PAUSED;
 }
 
-// Whoever looks for the service next removes it just as well, so no failure matters.
-void releaseMarked(const std::string& key) noexcept {
-    try {
-        Store().releaseMarked(key);
-    } catch (const Refusal&) {
-        return;
-    } catch (const std::exception&) {
-        return;
-    }
-}
-
 }  // namespace
 
 Dispatcher& Dispatcher::ofProcess() {
@@ -82,7 +70,7 @@ void Dispatcher::connectToStarter() {
     if (isConnected)
         refuse(ERROR_SERVICE_ALREADY_RUNNING);
     try {
-        runtime = openPlace(placesOfUser().runtime);
+        const Descriptor runtime = openPlace(placesOfUser().runtime);
         const Descriptor starting =
             runtime ? openPrivateDirectory(runtime.get(), startingDirectory) : Descriptor();
         if (starting)
@@ -96,6 +84,8 @@ void Dispatcher::connectToStarter() {
     wake = Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wake)
         refuseWithErrno();
+    user = geteuid();
+    store = std::make_unique<const Store>();
     isConnected = true;
 }
 
@@ -125,7 +115,7 @@ DWORD Dispatcher::takeStart(Request& request) try {
     if (service->status.dwCurrentState != SERVICE_START_PENDING)
         return ERROR_SERVICE_REQUEST_TIMEOUT;
 
-    const Descriptor directory = openPrivateDirectory(runtime.get(), service->key.c_str());
+    const Descriptor directory = openPrivateDirectory(store->runtime(), service->key.c_str());
     if (!directory)
         return ERROR_SERVICE_DOES_NOT_EXIST;
     service->listener = listenAt(directory.get(), controlSocket);
@@ -212,7 +202,7 @@ bool Dispatcher::acceptConnections() {
     const std::lock_guard lock(mutex);
     for (const auto& service : services) {
         while (service->isRunning && connections.size() < mostConnections) {
-            Descriptor accepted = acceptOwn(service->listener.get());
+            Descriptor accepted = acceptFrom(user, service->listener.get());
             if (!accepted && errno != EAGAIN)
                 return false;
             if (!accepted)
@@ -280,7 +270,7 @@ void Dispatcher::report(const void* handle, SERVICE_STATUS status) {
     // From here on the service can be started again, in another process.
     service.state.end();
     lock.unlock();
-    releaseMarked(service.key);
+    store->releaseMarked(service.key);
     lock.lock();
     service.isRunning = false;
     wakeUp();

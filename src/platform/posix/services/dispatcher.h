@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 #include "platform/posix/services.h"
 #include "platform/posix/services/channel.h"
 #include "platform/posix/services/run_state.h"
+#include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {
 
@@ -55,9 +58,12 @@ private:
     LPSERVICE_MAIN_FUNCTIONA entryFor(const Request& request) const;
     void wakeUp() const noexcept;
 
+    // Both stay those of the start when a service gives up rights later.
+    uid_t user = 0;
+    std::unique_ptr<const Store> store;
+
     // The table and everything down to the connections belongs to the dispatcher's thread.
     std::vector<std::pair<std::string, LPSERVICE_MAIN_FUNCTIONA>> table;
-    Descriptor runtime;
     Descriptor starter;
     std::vector<Connection> connections;
 

@@ -98,7 +98,7 @@ Descriptor awaitConnection(const StartSocket& socket, Launch& launch, const Dead
         if (watched[1].revents != 0)
             if (const int error = launch.programError(); error != 0)
                 refuse(errorFromErrno(error));
-        if (Descriptor connection = acceptOwn(socket.get());
+        if (Descriptor connection = acceptFrom(geteuid(), socket.get());
             connection && peerOf(connection.get()) == launch.process().id)
             return connection;
         if (deadline.isOver() || launch.hasEnded())
