@@ -176,6 +176,17 @@ TEST_F(ConcurrentServicesTest, RefusesThePeersOfOtherUsers) {
     EXPECT_EQ(query(service).dwCheckPoint, 1U);
 }
 
+TEST_F(ConcurrentServicesTest, ObeysItsUserAfterGivingUpRights) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root has rights to give up";
+    const OwnedHandle service = createServing("humble");
+    ASSERT_TRUE(startAndWait(service));
+    EXPECT_EQ(send(service, 133), 0U);
+    EXPECT_EQ(send(service, 128), 0U);
+    EXPECT_EQ(query(service).dwCheckPoint, 1U);
+    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
+}
+
 TEST_F(ConcurrentServicesTest, FollowsNoPlantedLink) {
     namespace fs = std::filesystem;
     const OwnedHandle service = createServing("lured");

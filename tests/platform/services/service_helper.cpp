@@ -53,6 +53,10 @@ std::string factsOfProcess() {
             std::string(stream) + " " +
             std::filesystem::read_symlink(std::string("/proc/self/fd/") + stream, error).string() +
             "\n";
+    // The one that lists them is not counted.
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    facts +=
+        "others " + std::to_string(std::distance(begin(descriptors), end(descriptors)) - 4) + "\n";
     sigset_t blocked;
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     facts += "blocked " + std::to_string(sigismember(&blocked, SIGUSR1)) + "\n";
@@ -65,7 +69,8 @@ std::string factsOfProcess() {
 }
 
 // Takes a few codes of its own: 128 counts in its check point, 129 hangs, 130 ends the process, 131
-// leaves a child behind, 132 reports that it is stopped and lets the process live on.
+// leaves a child behind, 132 reports that it is stopped and lets the process live on, 133 gives up
+// root's rights.
 class HelperService : public BService {
 public:
     explicit HelperService(const char* name) : BService(name) {}
@@ -118,6 +123,10 @@ public:
                 report(SERVICE_STOPPED);
                 while (!std::filesystem::exists(workDirectory() + "/notes/end"))
                     usleep(5000);
+                break;
+            case 133:
+                if (setgid(65534) != 0 || setuid(65534) != 0)
+                    _exit(4);
                 break;
             default:
                 break;

@@ -82,16 +82,16 @@ protected:
         }
     }
 
-    /// Whether a process of this test lives.
+    /// Whether a process of this test lives. One that has only not been waited for has no life
+    /// left, and one that is still giving up what it had open has.
     bool isOurs(const std::string& process) const {
-        std::ifstream commandLine("/proc/" + process + "/cmdline");
-        const std::string words((std::istreambuf_iterator<char>(commandLine)), {});
-        return words.find(directory.name()) != std::string::npos;
+        return contentsOfProcess(process, "cmdline").find(directory.name()) != std::string::npos ||
+               isDying(process);
     }
 
     /// Ends a process of this test, and waits until it is gone. Other processes are left alone.
     void end(const std::string& process) const {
-        if (!isOurs(process))
+        if (contentsOfProcess(process, "cmdline").find(directory.name()) == std::string::npos)
             return;
         kill(std::stoi(process), SIGKILL);
         EXPECT_TRUE(eventually([&] { return !isOurs(process); }));
@@ -212,6 +212,20 @@ protected:
     TemporaryDirectory directory;
 
 private:
+    static std::string contentsOfProcess(const std::string& process, const char* file) {
+        std::ifstream stream("/proc/" + process + "/" + file);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    // A process loses its words before its files, and its first thread ends before the others.
+    static bool isDying(const std::string& process) {
+        const std::string status = contentsOfProcess(process, "status");
+        const bool isDead = status.find("State:\tZ") != std::string::npos &&
+                            status.find("Threads:\t1\n") != std::string::npos;
+        return !status.empty() && contentsOfProcess(process, "cmdline").empty() && !isDead &&
+               status.find("State:\tX") == std::string::npos;
+    }
+
     std::chrono::milliseconds limit{};
 };
 
