@@ -19,13 +19,6 @@
 #include "platform/posix/termination_shield.h"
 #include "platform/posix/thread_record.h"
 
-#if SORVEX_THREAD_SANITIZER
-#include <dlfcn.h>
-#include <ucontext.h>
-
-extern "C" void __tsan_init();
-#endif
-
 namespace Sorvex::platform {
 
 constinit thread_local std::atomic<int> TerminationShield::depth{0};
@@ -74,38 +67,10 @@ asm(".pushsection .text\n"
 
 namespace {
 
-#if SORVEX_THREAD_SANITIZER
-
-// Whether a signal met the thread inside the sanitizer's runtime, where it may hold locks that all
-// threads need. A runtime that is linked into the program itself can't be told from it.
-bool isInsideSanitizer(const void* context) noexcept {
-    auto* const place = reinterpret_cast<void*>(
-        static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP]);
-    dl_find_object interrupted{};
-    dl_find_object sanitizer{};
-    dl_find_object own{};
-    return _dl_find_object(place, &interrupted) == 0 &&
-           _dl_find_object(reinterpret_cast<void*>(__tsan_init), &sanitizer) == 0 &&
-           _dl_find_object(reinterpret_cast<void*>(isInsideSanitizer), &own) == 0 &&
-           interrupted.dlfo_map_start == sanitizer.dlfo_map_start &&
-           own.dlfo_map_start != sanitizer.dlfo_map_start;
-}
-
-#else
-
-constexpr bool isInsideSanitizer(const void* /*context*/) noexcept {
-    return false;
-}
-
-#endif
-
 void handleEndSignal(int number, siginfo_t* information, void* context) {
     ThreadRecord* const record = currentThread;
     if (record != nullptr && record->isToEnd()) {
-        // The signal is sent again until it meets the thread elsewhere.
-        if (isInsideSanitizer(context))
-            return;
-        if (!TerminationShield::putsOffTheEnd())
+        if (!TerminationShield::putsOffTheEnd() && !record->isToBeMetElsewhere(context))
             record->endByForce();
         return;
     }

@@ -15,6 +15,7 @@
 
 #include "platform/posix/errors.h"
 #include "platform/posix/handles.h"
+#include "platform/posix/shared_code.h"
 #include "platform/posix/termination_shield.h"
 
 namespace Sorvex::platform {
@@ -29,8 +30,15 @@ constexpr std::size_t signalStackSize = std::size_t{64} * 1024;
 
 constexpr std::size_t smallestStack = std::size_t{64} * 1024;
 
-// How often a thread that wasn't ended by the first signal is asked again, in milliseconds.
-constexpr DWORD askAgain = 10;
+// How long a thread is given to answer a signal before the next one, in milliseconds.
+constexpr DWORD longestAnswer = 10;
+
+constexpr timespec timeToGetOn{0, 20000};
+
+// A thread that is met amid the code of the C library again and again is in one long call. Counted
+// in nanoseconds of its own work, since signals can meet it many times in one place on a busy
+// machine.
+constexpr std::uint64_t mostWorkInSharedCode = 200'000'000;
 
 const std::uint32_t* wordOf(const std::atomic<std::uint32_t>& value) noexcept {
     return reinterpret_cast<const std::uint32_t*>(&value);
@@ -45,6 +53,14 @@ std::uint64_t now() noexcept {
 std::uint64_t ticksOf(const timeval& time) noexcept {
     return static_cast<std::uint64_t>(time.tv_sec) * 10000000U +
            static_cast<std::uint64_t>(time.tv_usec) * 10U;
+}
+
+// Nanoseconds that processors have spent on the calling thread; never 0.
+std::uint64_t ownWork() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
+           static_cast<std::uint64_t>(time.tv_nsec) + 1;
 }
 
 // The end of a thread is noticed through the value of a key that the thread holds.
@@ -212,7 +228,7 @@ void ThreadRecord::leave(void* value) noexcept {
 void ThreadRecord::publishEnd() noexcept {
     exitTime = now();
     finalTimes = ownProcessorTimes();
-    if (life.exchange(ended, std::memory_order_acq_rel) == awaited)
+    if ((life.fetch_or(ended, std::memory_order_acq_rel) & awaited) != 0)
         futexWakeAll(wordOf(life));
 }
 
@@ -231,16 +247,17 @@ void ThreadRecord::endByForce() noexcept {
 #endif
 }
 
+bool ThreadRecord::sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept {
+    if ((state & awaited) == 0 && !life.compare_exchange_strong(state, state | awaited))
+        return true;
+    return futexWait(wordOf(life), state | awaited, Sharing::process, deadline);
+}
+
 bool ThreadRecord::waitForEnd(const Deadline& deadline) noexcept {
-    for (;;) {
-        std::uint32_t state = life.load(std::memory_order_acquire);
-        if (state == ended)
-            return true;
-        if (state == running && !life.compare_exchange_weak(state, awaited))
-            continue;
-        if (!futexWait(wordOf(life), awaited, Sharing::process, deadline))
-            return hasEnded();
-    }
+    std::uint32_t state = life.load(std::memory_order_acquire);
+    while ((state & ended) == 0 && sleepWhile(state, deadline))
+        state = life.load(std::memory_order_acquire);
+    return hasEnded();
 }
 
 void ThreadRecord::join() noexcept {
@@ -267,15 +284,42 @@ bool ThreadRecord::joinAlone() noexcept {
     return true;
 }
 
+void ThreadRecord::askToEnd() noexcept {
+    std::uint32_t state = life.load(std::memory_order_acquire);
+    const std::uint32_t before = state / onePutOff;
+    sendEndSignal(hostId());
+    const Deadline limit(longestAnswer);
+    while ((state & ended) == 0 && state / onePutOff == before && sleepWhile(state, limit))
+        state = life.load(std::memory_order_acquire);
+    // A thread that has put off its end must get on, or the next signal meets it in the same place.
+    if ((state & ended) == 0)
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &timeToGetOn, nullptr);
+}
+
 void ThreadRecord::terminate() noexcept {
-    endRequested.store(true);
-    // The request is repeated for a thread that hasn't begun, for the moment in which the C library
-    // puts its own handler in place, and for a full queue of signals.
-    while (!hasEnded()) {
-        sendEndSignal(hostId());
-        waitForEnd(Deadline(askAgain));
+    {
+        const TerminationShield shield;
+        findSharedCode();
     }
+    endRequested.store(true);
+    // The request is repeated for a thread that stood in a bad place or hasn't begun, for the
+    // moment in which the C library puts its own handler in place, and for a full queue of signals.
+    while (!hasEnded())
+        askToEnd();
     join();
+}
+
+bool ThreadRecord::isToBeMetElsewhere(const void* signalContext) noexcept {
+    if (!interruptsSharedCode(signalContext))
+        return false;
+    const std::uint64_t work = ownWork();
+    if (workBeforePuttingOff == 0)
+        workBeforePuttingOff = work;
+    if (work - workBeforePuttingOff > mostWorkInSharedCode)
+        return false;
+    life.fetch_add(onePutOff, std::memory_order_relaxed);
+    futexWakeAll(wordOf(life));
+    return true;
 }
 
 void ThreadRecord::closeHandle() noexcept {

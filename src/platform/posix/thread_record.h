@@ -46,7 +46,7 @@ public:
     static ThreadRecord* start(std::size_t stackSize, LPTHREAD_START_ROUTINE routine,
                                void* argument) noexcept;
 
-    bool hasEnded() const noexcept { return life.load(std::memory_order_acquire) == ended; }
+    bool hasEnded() const noexcept { return (life.load(std::memory_order_acquire) & ended) != 0; }
 
     /// Waits for the end; false when the deadline passed first.
     bool waitForEnd(const Deadline& deadline) noexcept;
@@ -62,6 +62,10 @@ public:
 
     /// Tells the signal handler whether the thread is to end.
     bool isToEnd() const noexcept { return endRequested.load(std::memory_order_seq_cst); }
+
+    /// Tells the signal handler whether the signal should meet the thread in another place than
+    /// this one. After a while any place is good enough.
+    bool isToBeMetElsewhere(const void* signalContext) noexcept;
 
     /// Closes the handle: nobody will ask for the end any more.
     void closeHandle() noexcept;
@@ -90,24 +94,28 @@ private:
     int make(std::size_t stackSize) noexcept;
     void run();
     void publishEnd() noexcept;
+    void askToEnd() noexcept;
+    bool sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept;
     bool joinAlone() noexcept;
     void release() noexcept;
 
-    static constexpr std::uint32_t running = 0;
-    static constexpr std::uint32_t awaited = 1;  // running, and somebody may be asleep on the word
+    // Two bits of the word, and the number of times that the thread has put off its end.
+    static constexpr std::uint32_t awaited = 1;  // somebody may be asleep on the word
     static constexpr std::uint32_t ended = 2;
+    static constexpr std::uint32_t onePutOff = 4;
 
     static constexpr std::uint32_t notJoined = 0;
     static constexpr std::uint32_t joining = 1;
     static constexpr std::uint32_t joined = 2;
 
-    std::atomic<std::uint32_t> life{running};
+    std::atomic<std::uint32_t> life{0};
     std::atomic<std::uint32_t> joinState{notJoined};
     std::atomic<int> owners{2};
     std::atomic<pid_t> id{0};
     std::atomic<bool> endRequested{false};
     bool endedByForce = false;
     unsigned endRounds = 0;
+    std::uint64_t workBeforePuttingOff = 0;  // 0 until the end is first put off
     pthread_t thread{};
     const pthread_key_t key;
     const LPTHREAD_START_ROUTINE routine;
