@@ -11,7 +11,7 @@
 namespace Sorvex {
 
 /// Walks the entries of one directory that match a wildcard pattern, directories and the entries
-/// `.` and `..` included, in the platform's order.
+/// "." and ".." included, in the platform's order.
 ///
 ///     BPathCursor entry("C:\\logs", "*.txt");
 ///     for (entry.first(); entry; ++entry)
@@ -119,12 +119,13 @@ private:
     std::unique_ptr<Record> findData;
 };
 
-/// Walks the real subdirectories of a directory that match a pattern: `.` and `..` are passed over.
+/// Walks the real subdirectories of a directory that match a pattern: "." and ".." are passed over.
 ///
 /// It is positioned on its first entry, or not valid, once it is made. Its first and next throw as
 /// those of BPathCursor do, and so do its constructors.
 class SORVEX_API BDirectoryCursor : public BPathCursor {
 public:
+    /// Stores both texts as they are and stands on the first entry.
     BDirectoryCursor(const char* directory, const char* pattern);
     BDirectoryCursor(const std::string& directory, const std::string& pattern);
     BDirectoryCursor(const std::string& directory, const char* pattern);
@@ -143,6 +144,7 @@ private:
 /// those of BPathCursor do, and so do its constructors.
 class SORVEX_API BFileCursor : public BPathCursor {
 public:
+    /// Stores both texts as they are and stands on the first entry.
     BFileCursor(const char* directory, const char* pattern);
     BFileCursor(const std::string& directory, const std::string& pattern);
     BFileCursor(const std::string& directory, const char* pattern);

@@ -152,6 +152,7 @@ public:
     virtual bool isMemberOfGroup(const char* group);
 
 protected:
+    /// The name given to the constructor.
     std::string userName;
 };
 
@@ -162,15 +163,15 @@ protected:
 /// the one global group is the user's primary group.
 class SORVEX_API WindowsUserProperties : public UserProperties {
 public:
+    /// Holds the name; the host is not asked.
     WindowsUserProperties(const char* userName);
     ~WindowsUserProperties() = default;
 
     /// Whether the host accepts the password; false for an unknown user too.
     ///
-    /// @throws std::runtime_error "Error privilege not held. Make sure to enable 'act as part of
-    /// the
-    ///     operating system' user right is enabled for you" when the caller may not check passwords
-    ///     (elsewhere than on Windows: may not read the host's hashes)
+    /// @throws std::runtime_error "Error privilege not held. Make sure to enable 'act as part
+    ///     of the operating system' user right is enabled for you" when the caller may not check
+    ///     passwords (elsewhere than on Windows: may not read the host's hashes)
     /// @throws std::runtime_error "LogonUser(): ErrorCode N unable to verify password" when the
     ///     account is locked (1331) or has expired (1793), when the password has expired (1330),
     ///     when the account has none (1327), or when the host can't check it (126: no crypt

@@ -118,8 +118,8 @@ TEST(ProfilerFiles, AreWrittenAsStreamsWriteInTheProgramsLocale) {
 TEST(ProfilerSamples, AreDroppedWhenNoMemoryHoldsTheirBatch) {
     EXPECT_EQ(runInChild([] {
                   // A sanitizer needs more address space than this for itself.
-                  const rlimit gibibytes{rlim_t{2} << 30U, rlim_t{2} << 30U};
-                  ASSERT_EQ(setrlimit(RLIMIT_AS, &gibibytes), 0);
+                  const rlimit little{rlim_t{512} << 20U, rlim_t{512} << 20U};
+                  ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
                   const char* const name = kept("never written");
                   profile(name, 0xFFFFFFFF, {1, 2, 3, 4});
                   EXPECT_FALSE(std::filesystem::exists(name));

@@ -15,6 +15,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/termination_shield.h"
 
 namespace Sorvex::platform {
 
@@ -31,6 +32,7 @@ constinit FILE* writers = nullptr;
 constinit std::atomic<bool> isExiting = false;
 
 void flushWriters() {
+    const TerminationShield shield;
     const std::lock_guard<std::mutex> lock(writersMutex);
     isExiting = true;
     for (FILE* file = writers; file != nullptr; file = file->nextWriter)
@@ -38,6 +40,7 @@ void flushWriters() {
 }
 
 void addWriter(FILE* file) {
+    const TerminationShield shield;
     static const int registered = std::atexit(flushWriters);
     static_cast<void>(registered);
     const std::lock_guard<std::mutex> lock(writersMutex);
@@ -48,6 +51,7 @@ void addWriter(FILE* file) {
 }
 
 void removeWriter(const FILE* file) {
+    const TerminationShield shield;
     const std::lock_guard<std::mutex> lock(writersMutex);
     if (file->nextWriter != nullptr)
         file->nextWriter->previousWriter = file->previousWriter;
