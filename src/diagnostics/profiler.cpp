@@ -1,4 +1,5 @@
 #include <charconv>
+#include <cstdint>
 #include <iterator>
 #include <limits>
 #include <locale>
@@ -41,6 +42,9 @@ std::map<std::uintptr_t, ProfileBatch*>& profileBatches() {
 // Null when there is no memory for the samples.
 ProfileBatch* newBatch(const char* name, std::uint32_t batchSize) {
     const std::uint32_t capacity = batchSize == 0 ? 1 : batchSize;
+    // A size that the language can't count in would throw, whatever form of new is asked.
+    if (std::uint64_t{capacity} * sizeof(std::uint32_t) > PTRDIFF_MAX)
+        return nullptr;
     std::unique_ptr<std::uint32_t[]> samples(new (std::nothrow) std::uint32_t[capacity]);
     return samples == nullptr ? nullptr : new ProfileBatch{name, capacity, std::move(samples), 0};
 }

@@ -1,6 +1,7 @@
 #include "platform/posix/shared_code.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -24,9 +25,28 @@ struct Code {
     bool holds(std::uintptr_t place) const noexcept { return place >= begin && place < end; }
 };
 
-constinit Code library;
-constinit Code allocator;
-constinit Code loader;
+// The same, as signal handlers of other threads read it. They run after it was stored: the signal
+// that they answer is sent later.
+class SharedCode {
+public:
+    void store(const Code& code) noexcept {
+        begin.store(code.begin, std::memory_order_relaxed);
+        end.store(code.end, std::memory_order_relaxed);
+    }
+
+    bool holds(std::uintptr_t place) const noexcept {
+        return place >= begin.load(std::memory_order_relaxed) &&
+               place < end.load(std::memory_order_relaxed);
+    }
+
+private:
+    std::atomic<std::uintptr_t> begin = 0;
+    std::atomic<std::uintptr_t> end = 0;
+};
+
+constinit SharedCode library;
+constinit SharedCode allocator;
+constinit SharedCode loader;
 
 // What the loader is asked for: the module that an address belongs to.
 struct Search {
@@ -97,14 +117,13 @@ constexpr bool standsAtSystemCall(std::uintptr_t /*address*/) noexcept {
 void findSharedCode() {
     static const bool found = [] {
         const Code own = codeAround(findSharedCode);
-        library = codeAround(gnu_get_libc_version);
-        allocator = codeAround(std::malloc);
-        loader = codeAround(__tls_get_addr);
         // What is linked into one program with this code can't be told from the application's.
-        for (Code* code : {&library, &allocator, &loader}) {
-            if (code->begin == own.begin)
-                *code = Code{};
-        }
+        const auto store = [&own](SharedCode& shared, const Code& code) {
+            shared.store(code.begin == own.begin ? Code{} : code);
+        };
+        store(library, codeAround(gnu_get_libc_version));
+        store(allocator, codeAround(std::malloc));
+        store(loader, codeAround(__tls_get_addr));
         return true;
     }();
     static_cast<void>(found);
