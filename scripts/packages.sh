@@ -2,7 +2,7 @@
 # Sourced by the commands at the root.
 
 packagesToBuild=(g++ cmake ninja-build)
-packagesToTest=(googletest libgtest-dev libgmock-dev pkg-config tzdata
+packagesToTest=(googletest libgtest-dev libgmock-dev pkg-config tzdata locales
     binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
 packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib doxygen
     libbenchmark-dev libabsl-dev libboost-dev libfmt-dev libpoco-dev)
