@@ -3,7 +3,11 @@ include(CMakePackageConfigHelpers)
 
 set(packageDirectory "${CMAKE_INSTALL_LIBDIR}/cmake/Sorvex")
 
-install(TARGETS sorvex EXPORT SorvexTargets
+set(installedTargets sorvex)
+if(TARGET sorvex_frames)
+    list(APPEND installedTargets sorvex_frames)
+endif()
+install(TARGETS ${installedTargets} EXPORT SorvexTargets
     RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -23,6 +27,10 @@ file(RELATIVE_PATH pkgConfigPrefix
 set(pkgConfigDefinitions "")
 if(NOT BUILD_SHARED_LIBS)
     set(pkgConfigDefinitions " -DSORVEX_STATIC")
+endif()
+set(pkgConfigFrames "")
+if(TARGET sorvex_frames)
+    set(pkgConfigFrames " -Wl,--undefined=_sorvexShareFrames -lsorvex_frames")
 endif()
 configure_file(cmake/sorvex.pc.in sorvex.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/sorvex.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

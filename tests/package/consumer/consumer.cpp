@@ -19,6 +19,23 @@ public:
     unsigned long bytes = 0;
 };
 
+class FullStream : public Sorvex::BStream {
+public:
+    unsigned long read(void*, unsigned long) override { return 0; }
+    unsigned long write(const void*, unsigned long) override { throw std::length_error("full"); }
+};
+
+/// Whether an exception of this program's own passes through the library's frames.
+bool passesThroughTheLibrary() {
+    FullStream stream;
+    try {
+        stream << 1;
+    } catch (const std::length_error&) {
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 int main() {
@@ -30,6 +47,8 @@ int main() {
     Sorvex::BStream& asStream = file;
     if (dynamic_cast<Sorvex::BPath*>(&asStream) == nullptr)
         return 2;
+    if (!passesThroughTheLibrary())
+        return 4;
     try {
         file.open("rb");
     } catch (const std::runtime_error& failure) {
