@@ -1,335 +1,274 @@
-// The database of services, seen through the operations of the platform.
-#include <fstream>
-#include <string>
+// The database of services, seen through the service classes: what they hand on, every failure
+// whole, and who may do what.
+#include <climits>
+#include <utility>
 
-#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/services/services_fixture.h"
+#include "support/failure_assertions.h"
 #include "support/process_facts.h"
 
 namespace Sorvex::testing {
 namespace {
 
-constexpr platform::DWORD deleteRight = 0x10000;
+struct UnstartedService : BService {
+    using BService::BService;
+    using BService::refreshStatus;
+
+    void run(std::uint32_t /*count*/, const char** /*arguments*/) override {}
+    void control(std::uint32_t /*code*/) override {}
+};
 
 class ServiceManagerTest : public ServicesTest {
 protected:
-    static platform::DWORD openManager(const char* machine, const char* database,
-                                       platform::DWORD access = SC_MANAGER_CONNECT) {
-        return errorOf(OwnedHandle(platform::OpenSCManagerA(machine, database, access)) != nullptr);
-    }
-
-    // Creates a service with one thing out of the ordinary.
-    struct Creation {
-        const char* name = "odd";
-        const char* display = nullptr;
-        platform::DWORD access = SERVICE_ALL_ACCESS;
-        platform::DWORD type = SERVICE_WIN32_OWN_PROCESS;
-        platform::DWORD startType = SERVICE_DEMAND_START;
-        platform::DWORD errorControl = SERVICE_ERROR_NORMAL;
-        const char* command = "/bin/true";
-        const char* dependencies = nullptr;
-    };
-
-    static platform::DWORD creationError(const Creation& creation) {
+    static platform::DWORD openManager(const std::string& machine = "",
+                                       const char* database = nullptr, unsigned long access = 0) {
         return errorOf(
-            OwnedHandle(platform::CreateServiceA(
-                manager(), creation.name, creation.display, creation.access, creation.type,
-                creation.startType, creation.errorControl, creation.command, nullptr, nullptr,
-                creation.dependencies, nullptr, "secret")) != nullptr);
+            [&] { const BServiceControlManager opened(machine.c_str(), database, access); });
     }
 
-    static platform::DWORD remove(const std::string& name) {
-        return errorOf(platform::DeleteService(open(name)));
-    }
-
-    static platform::DWORD openError(const std::string& name,
-                                     platform::DWORD access = SERVICE_ALL_ACCESS) {
-        return errorOf(open(name, access) != nullptr);
-    }
-
-    std::string entryFile(const std::string& key) const {
-        return directory.name("database/" + key + "/configuration");
+    platform::DWORD creationError(const Installation& installation) {
+        return errorOf([&] { create(installation); });
     }
 };
 
+TEST_F(ServiceManagerTest, TellsWhichCallFailedAndLeavesNothingOpen) {
+    const std::string longest(255, 'd');
+    create({.name = "long", .display = (longest + "d").c_str(), .startType = SERVICE_DISABLED});
+    const std::size_t before = openDescriptors();
+    EXPECT_FAILURE(BServiceControlManager("elsewhere.invalid"),
+                   "BServiceControlManager::BServiceControlManager(): OpenSCManager() ");
+    EXPECT_FAILURE(BServiceControlManager(nullptr, "base"),
+                   "BServiceControlManager::BServiceControlManager(): OpenSCManager() base");
+    EXPECT_FAILURE(manager.getDisplayName("long"),
+                   "BServiceControlManager::getDisplayName(): GetServiceDisplayName() long");
+    EXPECT_FAILURE(manager.getKeyName("missing"),
+                   "BServiceControlManager::getKeyName(): GetServiceKeyName() missing");
+    EXPECT_FAILURE(open("missing"), "BServiceControl::BServiceControl(): OpenService() missing");
+    EXPECT_FAILURE(BServiceControl(manager, nullptr, 0),
+                   "BServiceControl::BServiceControl(): OpenService() ");
+    EXPECT_FAILURE(create({.name = "long"}),
+                   "BServiceControl::BServiceControl(): CreateService() long");
+    const auto weak = [this] { return open("long", SERVICE_START); };
+    EXPECT_FAILURE(weak().stop(), "BServiceControl::control(): ControlService() ");
+    EXPECT_FAILURE(weak().queryStatus(), "BServiceControl::queryStatus(): QueryServiceStatus() ");
+    EXPECT_FAILURE(weak().deleteService(), "BServiceControl::deleteService(): DeleteService() ");
+    EXPECT_FAILURE(weak().changeConfig("x", nullptr, 3, 16, 1, nullptr, nullptr, nullptr, ""),
+                   "BServiceControl::changeConfig(): ChangeServiceConfig() ");
+    EXPECT_FAILURE(weak().start(0, nullptr),
+                   "BServiceControl::startService(): StartService() The service cannot be "
+                   "started, either because it is disabled or because it has no enabled "
+                   "devices associated with it.\r\n");
+    EXPECT_EQ(change("long", longest.c_str()), 0U);
+    EXPECT_EQ(manager.getDisplayName("long"), longest);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+// The table of services belongs to the process, so this is one test.
+TEST_F(ServiceManagerTest, AServiceNeedsAManagerThatHasStartedIt) {
+    EXPECT_FAILURE(BServiceManager::start(), "BServiceManager::start(): Dispatch table is empty.");
+    UnstartedService service("a name");
+    BServiceManager::add(&service, [](ServiceNumber, const char**) {});
+    EXPECT_FAILURE(BServiceManager::start(),
+                   "BServiceManager::start(): StartServiceCtrlDispatcher()");
+    EXPECT_EQ(platform::GetLastError(), ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
+    EXPECT_FAILURE(service.registerHandler([](ServiceNumber) {}),
+                   "BService::registerHandler(): RegisterServiceCtrlHandler() a name");
+    EXPECT_FAILURE(service.refreshStatus(),
+                   "BService::registerHandler(): SetServiceStatus() a name");
+    EXPECT_FAILURE(UnstartedService(nullptr).refreshStatus(),
+                   "BService::registerHandler(): SetServiceStatus() ");
+}
+
+TEST_F(ServiceManagerTest, KeepsWhatAServiceIsInstalledAndChangedWith) {
+    const auto record = [&] {
+        const std::string text = contentsOf(directory.name("database/name/configuration"));
+        return text.substr(0, text.find("hash "));
+    };
+    BServiceControl service(manager, "Name", "Display", "binary", SERVICE_AUTO_START,
+                            SERVICE_WIN32_SHARE_PROCESS, SERVICE_ERROR_SEVERE,
+                            SERVICE_CHANGE_CONFIG, "group", "a\0+b\0", "someone", "secret");
+    EXPECT_EQ(record(),
+              "sorvex service 1\nname Name\ndisplay Display\ntype 32\nstart 2\nerror 2\n"
+              "command binary\ngroup group\naccount someone\ndepends a\ndepends +b\n");
+    // Numbers are taken in 32 bits, however many a host's long has.
+    service.changeConfig("Shown", "C:\\bin\\false", 4, 0x10, 3, "other", "c\0", "me", "secret")
+        .changeConfig(nullptr, nullptr, ULONG_MAX, ULONG_MAX, ULONG_MAX, nullptr, nullptr, nullptr,
+                      nullptr);
+    EXPECT_EQ(record(),
+              "sorvex service 1\nname Name\ndisplay Shown\ntype 16\nstart 4\nerror 3\n"
+              "command C:\\bin\\false\ngroup other\naccount me\ndepends c\n");
+}
+
+TEST_F(ServiceManagerTest, LeadsAServiceThroughAWholeCycle) {
+    BServiceControl service = createServing("cycle");
+    EXPECT_EQ(service.queryStatus().exitCode(), ERROR_SERVICE_NEVER_STARTED);
+    char first[] = "one";
+    char second[] = "two words";
+    char* arguments[] = {first, second};
+    EXPECT_EQ(&service.start(2, arguments), &service);
+    EXPECT_TRUE(reaches("cycle", SERVICE_RUNNING));
+    EXPECT_EQ(contentsOf(directory.name("cycle.arguments")), "cycle\none\ntwo words\n");
+    EXPECT_EQ(&service.pause(), &service.status());
+    EXPECT_EQ(service.status().state(), SERVICE_PAUSED);
+    EXPECT_EQ(service.resume().state(), SERVICE_RUNNING);
+    EXPECT_EQ(service.control(128).checkPoint(), 1U);
+    EXPECT_EQ(service.control(SERVICE_CONTROL_INTERROGATE).type(), SERVICE_WIN32_OWN_PROCESS);
+    EXPECT_EQ(service.stop().state(), SERVICE_STOPPED);
+
+    // Where the state is the reason for a failure, it comes with it.
+    service.status().setState(0);
+    EXPECT_EQ(errorOf([&] { service.stop(); }), ERROR_SERVICE_NOT_ACTIVE);
+    EXPECT_EQ(service.status().state(), SERVICE_STOPPED);
+}
+
 TEST_F(ServiceManagerTest, OpensThisMachineAndTheActiveDatabaseOnly) {
-    char host[256] = {};
-    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    const std::string remote = std::string("\\\\") + host;
-    EXPECT_EQ(openManager(nullptr, nullptr), 0U);
-    EXPECT_EQ(openManager("", "ServicesActive"), 0U);
-    EXPECT_EQ(openManager(host, "SERVICESACTIVE"), 0U);
-    EXPECT_EQ(openManager(remote.c_str(), nullptr), 0U);
-    EXPECT_EQ(openManager("elsewhere.invalid", nullptr), RPC_S_SERVER_UNAVAILABLE);
-    EXPECT_EQ(openManager(nullptr, "ServicesFailed"), ERROR_DATABASE_DOES_NOT_EXIST);
-    EXPECT_EQ(openManager(nullptr, ""), ERROR_DATABASE_DOES_NOT_EXIST);
-    EXPECT_EQ(openManager(nullptr, nullptr, 0x80000000), 0U);
-    EXPECT_EQ(openManager(nullptr, nullptr, 0x40), ERROR_ACCESS_DENIED);
+    const std::string host = platform::services::hostName();
+    EXPECT_EQ(openManager(host, "ServicesACTIVE"), 0U);
+    EXPECT_EQ(openManager("\\\\" + host, nullptr, 0x80000000), 0U);
+    EXPECT_EQ(openManager("elsewhere.invalid"), RPC_S_SERVER_UNAVAILABLE);
+    EXPECT_EQ(openManager("", ""), ERROR_DATABASE_DOES_NOT_EXIST);
+    EXPECT_EQ(openManager("", nullptr, 0x40), ERROR_ACCESS_DENIED);
 }
 
-TEST_F(ServiceManagerTest, EnforcesTheRightsOfHandles) {
-    const OwnedHandle service = create("guarded", "/bin/true");
-    EXPECT_EQ(errorOf(platform::CreateServiceA(
-                  manager(SC_MANAGER_CONNECT), "other", nullptr, SERVICE_ALL_ACCESS,
-                  SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                  "/bin/true", nullptr, nullptr, nullptr, nullptr, nullptr)),
-              ERROR_ACCESS_DENIED);
-    EXPECT_EQ(openError("guarded", 0x200), ERROR_ACCESS_DENIED);
-
-    const platform::DWORD all = SERVICE_ALL_ACCESS;
-    platform::SERVICE_STATUS status{};
-    EXPECT_EQ(start(open("guarded", all & ~SERVICE_START)), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(errorOf(platform::QueryServiceStatus(open("guarded", all & ~SERVICE_QUERY_STATUS),
-                                                   &status)),
-              ERROR_ACCESS_DENIED);
-    EXPECT_EQ(rename(open("guarded", all & ~SERVICE_CHANGE_CONFIG), "x"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(errorOf(platform::DeleteService(open("guarded", all & ~deleteRight))),
-              ERROR_ACCESS_DENIED);
-    const struct {
-        platform::DWORD code;
-        platform::DWORD right;
-    } controls[] = {{1, SERVICE_STOP},           {2, SERVICE_PAUSE_CONTINUE},
-                    {3, SERVICE_PAUSE_CONTINUE}, {4, SERVICE_INTERROGATE},
-                    {6, SERVICE_PAUSE_CONTINUE}, {255, SERVICE_USER_DEFINED_CONTROL}};
-    for (const auto& control : controls) {
-        SCOPED_TRACE(control.code);
-        EXPECT_EQ(send(open("guarded", all & ~control.right), control.code), ERROR_ACCESS_DENIED);
-        EXPECT_EQ(send(open("guarded", control.right), control.code), ERROR_SERVICE_NOT_ACTIVE);
+TEST_F(ServiceManagerTest, EnforcesTheRightsAndKindsOfHandles) {
+    create({});
+    for (const unsigned long code : {0U, 5U, 11U, 127U, 256U})
+        EXPECT_EQ(send("odd", code), ERROR_INVALID_PARAMETER) << code;
+    const std::pair<unsigned long, unsigned long> controls[] = {
+        {1, SERVICE_STOP},        {2, SERVICE_PAUSE_CONTINUE}, {3, SERVICE_PAUSE_CONTINUE},
+        {4, SERVICE_INTERROGATE}, {6, SERVICE_PAUSE_CONTINUE}, {255, SERVICE_USER_DEFINED_CONTROL}};
+    for (const auto& [code, right] : controls) {
+        EXPECT_EQ(send("odd", code, all & ~right), ERROR_ACCESS_DENIED) << code;
+        EXPECT_EQ(send("odd", code, right), ERROR_SERVICE_NOT_ACTIVE) << code;
     }
-    for (const platform::DWORD code : {0U, 5U, 11U, 127U, 256U})
-        EXPECT_EQ(send(service, code), ERROR_INVALID_PARAMETER) << code;
-}
-
-TEST_F(ServiceManagerTest, TellsHandlesApart) {
-    const OwnedHandle service = create("one", "/bin/true");
-    const OwnedHandle opened = manager();
-    EXPECT_EQ(start(opened), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(start(nullptr), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(errorOf(platform::OpenServiceA(service, "one", SERVICE_ALL_ACCESS)),
-              ERROR_INVALID_HANDLE);
-    EXPECT_EQ(errorOf(platform::CloseServiceHandle(nullptr)), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(errorOf([&] { open("odd", all & ~SERVICE_START).start(0, nullptr); }),
+              ERROR_ACCESS_DENIED);
+    const auto opened = platform::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
+    EXPECT_FALSE(platform::CreateServiceA(opened, "x", nullptr, 0, 16, 3, 1, "x", nullptr, nullptr,
+                                          nullptr, nullptr, nullptr));
+    EXPECT_EQ(platform::GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(platform::StartServiceA(opened, 0, nullptr));
+    EXPECT_EQ(platform::GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(platform::CloseServiceHandle(opened));
+    EXPECT_FALSE(platform::CloseServiceHandle(nullptr));
 }
 
 TEST_F(ServiceManagerTest, RefusesWhatNoServiceCanHave) {
+    create({.name = "b", .dependencies = "a\0"});
+    create({.name = "c", .dependencies = "+late\0"});
+    create({.name = "d", .group = "LATE", .dependencies = "b\0"});
     const std::string tooLong(257, 'n');
-    const std::string longest(256, 'd');
-    const char slash[] = {'a', '/', 'b', '\0'};
-    const struct {
-        Creation creation;
-        platform::DWORD error;
-    } cases[] = {
-        {{.name = nullptr}, ERROR_INVALID_NAME},
+    const std::pair<Installation, platform::DWORD> cases[] = {
         {{.name = ""}, ERROR_INVALID_NAME},
-        {{.name = slash}, ERROR_INVALID_NAME},
+        {{.name = "../b"}, ERROR_INVALID_NAME},
         {{.name = "a\\b"}, ERROR_INVALID_NAME},
         {{.name = tooLong.c_str()}, ERROR_INVALID_NAME},
         {{.display = tooLong.c_str()}, ERROR_INVALID_NAME},
-        {{.access = 0x200}, ERROR_ACCESS_DENIED},
-        {{.type = 0}, ERROR_INVALID_PARAMETER},
-        {{.type = 1}, ERROR_INVALID_PARAMETER},
-        {{.type = 0x30}, ERROR_INVALID_PARAMETER},
+        {{.command = ""}, ERROR_INVALID_PARAMETER},
         {{.startType = 1}, ERROR_INVALID_PARAMETER},
         {{.startType = 5}, ERROR_INVALID_PARAMETER},
+        {{.type = 1}, ERROR_INVALID_PARAMETER},
+        {{.type = 0x30}, ERROR_INVALID_PARAMETER},
         {{.errorControl = 4}, ERROR_INVALID_PARAMETER},
-        {{.command = nullptr}, ERROR_INVALID_PARAMETER},
-        {{.command = ""}, ERROR_INVALID_PARAMETER},
+        {{.access = 0x200}, ERROR_ACCESS_DENIED},
         {{.dependencies = "a\\b\0"}, ERROR_INVALID_PARAMETER},
         {{.dependencies = "+\0"}, ERROR_INVALID_PARAMETER},
-        {{.dependencies = "odd\0"}, ERROR_CIRCULAR_DEPENDENCY},
-    };
+        {{.dependencies = "ODD\0"}, ERROR_CIRCULAR_DEPENDENCY},
+        {{.group = "own", .dependencies = "+own\0"}, ERROR_CIRCULAR_DEPENDENCY},
+        {{.name = "a", .dependencies = "x\0C\0"}, ERROR_CIRCULAR_DEPENDENCY}};
     for (const auto& c : cases)
-        EXPECT_EQ(creationError(c.creation), c.error)
-            << (c.creation.name == nullptr ? "null" : c.creation.name);
-    EXPECT_EQ(openError("odd"), ERROR_SERVICE_DOES_NOT_EXIST);
-
-    EXPECT_EQ(creationError({.display = longest.c_str()}), 0U);
-    EXPECT_EQ(displayNameOf("odd"), longest);
+        EXPECT_EQ(creationError(c.first), c.second) << &c - cases;
 }
 
 TEST_F(ServiceManagerTest, KeepsNamesApart) {
-    EXPECT_EQ(creationError({.name = "First", .display = "The first"}), 0U);
+    create({.name = "First", .display = "The first"});
     EXPECT_EQ(creationError({.name = "FIRST"}), ERROR_SERVICE_EXISTS);
-    EXPECT_EQ(creationError({.name = "second", .display = "the FIRST"}),
-              ERROR_DUPLICATE_SERVICE_NAME);
-    EXPECT_EQ(creationError({.name = "second", .display = "first"}), ERROR_DUPLICATE_SERVICE_NAME);
+    EXPECT_EQ(creationError({.display = "the FIRST"}), ERROR_DUPLICATE_SERVICE_NAME);
+    EXPECT_EQ(creationError({.display = "first"}), ERROR_DUPLICATE_SERVICE_NAME);
     EXPECT_EQ(creationError({.name = "the first"}), ERROR_DUPLICATE_SERVICE_NAME);
-    EXPECT_EQ(creationError({.name = "second", .display = "second"}), 0U);
-
-    EXPECT_EQ(displayNameOf("fIRST"), "The first");
-    EXPECT_EQ(nameShownAs("THE FIRST"), "First");
-    EXPECT_EQ(nameShownAs("First"), "error 1060");
-    EXPECT_EQ(displayNameOf("third"), "error 1060");
+    EXPECT_EQ(manager.getDisplayName("fIRST"), "The first");
+    EXPECT_EQ(errorOf([&] { manager.getKeyName("First"); }), ERROR_SERVICE_DOES_NOT_EXIST);
 
     // A display name that is given up is free for others.
-    EXPECT_EQ(rename(open("first"), "second"), ERROR_DUPLICATE_SERVICE_NAME);
-    EXPECT_EQ(rename(open("first"), "Renamed"), 0U);
-    EXPECT_EQ(nameShownAs("The first"), "error 1060");
-    EXPECT_EQ(rename(open("second"), "The first"), 0U);
-    EXPECT_EQ(nameShownAs("the first"), "second");
-    EXPECT_EQ(nameShownAs("renamed"), "First");
-}
+    create({.name = "second"});
+    EXPECT_EQ(change("first", "second"), ERROR_DUPLICATE_SERVICE_NAME);
+    EXPECT_EQ(change("first", "Renamed"), 0U);
+    EXPECT_EQ(change("second", "The first"), 0U);
+    EXPECT_EQ(manager.getKeyName("THE first"), "second");
+    EXPECT_EQ(manager.getKeyName("renamed"), "First");
 
-TEST_F(ServiceManagerTest, GivesNamesIntoBuffersThatHoldThem) {
-    ASSERT_EQ(creationError({.name = "sized", .display = "12345"}), 0U);
-    char buffer[6] = "-----";
-    platform::DWORD size = 5;
-    EXPECT_EQ(errorOf(platform::GetServiceDisplayNameA(manager(), "sized", buffer, &size)),
-              ERROR_INSUFFICIENT_BUFFER);
-    EXPECT_EQ(size, 5U);
-    EXPECT_STREQ(buffer, "-----");
-    size = 6;
-    EXPECT_TRUE(platform::GetServiceDisplayNameA(manager(), "sized", buffer, &size));
-    EXPECT_STREQ(buffer, "12345");
-}
-
-TEST_F(ServiceManagerTest, TakesNamesOfAnyBytes) {
     for (const std::string& name :
-         {std::string(255, '\xFF'), std::string(256, 'n'), std::string(255, 'n') + "m",
-          std::string("."), std::string(".."), std::string("line\nbreak"), std::string(" ")}) {
+         {std::string(255, '\xFF'), std::string(255, 'n') + "m", std::string(256, 'n'),
+          std::string(".."), std::string("line\nbreak"), std::string(" ")}) {
         EXPECT_EQ(creationError({.name = name.c_str()}), 0U) << name;
-        EXPECT_EQ(displayNameOf(name.c_str()), name);
-        EXPECT_EQ(openError(name), 0U) << name;
+        EXPECT_EQ(query(name).exitCode(), ERROR_SERVICE_NEVER_STARTED) << name;
     }
-}
-
-TEST_F(ServiceManagerTest, ChangesWhatIsGivenAndNothingElse) {
-    const OwnedHandle service = create("changed", "/bin/true");
-    const std::string before = contentsOf(entryFile("changed"));
-    EXPECT_EQ(rename(service, nullptr), 0U);
-    EXPECT_EQ(contentsOf(entryFile("changed")), before);
-
-    EXPECT_EQ(errorOf(platform::ChangeServiceConfigA(
-                  service, SERVICE_WIN32_SHARE_PROCESS, SERVICE_DISABLED, SERVICE_ERROR_IGNORE,
-                  "C:\\bin\\false", "group", nullptr, "a\0+b\0", "someone", "secret", "Shown")),
-              0U);
-    const std::string after = contentsOf(entryFile("changed"));
-    EXPECT_EQ(after.substr(0, after.find("hash ")),
-              "sorvex service 1\nname changed\ndisplay Shown\ntype 32\nstart 4\nerror 0\n"
-              "command C:\\bin\\false\ngroup group\naccount someone\ndepends a\ndepends +b\n");
-
-    EXPECT_EQ(errorOf(platform::ChangeServiceConfigA(service, SERVICE_NO_CHANGE, 9,
-                                                     SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
-                                                     nullptr, nullptr, nullptr, nullptr)),
-              ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(contentsOf(entryFile("changed")), after);
-}
-
-TEST_F(ServiceManagerTest, KeepsNoPassword) {
-    ASSERT_EQ(creationError({}), 0U);
-    EXPECT_EQ(contentsOf(entryFile("odd")).find("secret"), std::string::npos);
-}
-
-TEST_F(ServiceManagerTest, NoticesCircles) {
-    create("a", "/bin/true");
-    create("b", "/bin/true", SERVICE_WIN32_OWN_PROCESS, "a\0");
-    create("c", "/bin/true", SERVICE_WIN32_OWN_PROCESS, "+late\0");
-    create("d", "/bin/true", SERVICE_WIN32_OWN_PROCESS, "b\0", "LATE");
-    EXPECT_EQ(errorOf(platform::ChangeServiceConfigA(
-                  open("a"), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, nullptr,
-                  nullptr, nullptr, "x\0C\0", nullptr, nullptr, nullptr)),
-              ERROR_CIRCULAR_DEPENDENCY);
-    EXPECT_EQ(
-        errorOf(create("e", "/bin/true", SERVICE_WIN32_OWN_PROCESS, "+own\0", "own") != nullptr),
-        ERROR_CIRCULAR_DEPENDENCY);
-}
-
-TEST_F(ServiceManagerTest, ReadsAServiceThatWasNeverStartedAsStopped) {
-    const platform::SERVICE_STATUS status = query(create("new", "/bin/true"));
-    EXPECT_EQ(status.dwServiceType, SERVICE_WIN32_OWN_PROCESS);
-    EXPECT_EQ(status.dwCurrentState, SERVICE_STOPPED);
-    EXPECT_EQ(status.dwWin32ExitCode, ERROR_SERVICE_NEVER_STARTED);
 }
 
 TEST_F(ServiceManagerTest, DeletesWithTheLastHandle) {
-    OwnedHandle first = create("leaving", "/bin/true");
-    OwnedHandle second = open("leaving");
-    EXPECT_TRUE(platform::DeleteService(first));
-    EXPECT_EQ(errorOf(platform::DeleteService(second)), ERROR_SERVICE_MARKED_FOR_DELETE);
-    EXPECT_EQ(start(second), ERROR_SERVICE_MARKED_FOR_DELETE);
-    EXPECT_EQ(rename(second, "x"), ERROR_SERVICE_MARKED_FOR_DELETE);
-    EXPECT_EQ(creationError({.name = "leaving"}), ERROR_SERVICE_MARKED_FOR_DELETE);
-    first.close();
-    EXPECT_EQ(stateOf(second), SERVICE_STOPPED);
-    second.close();
-    EXPECT_FALSE(std::filesystem::exists(directory.path() / "database" / "leaving"));
-    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "database" / ".names"));
-    EXPECT_EQ(openError("leaving"), ERROR_SERVICE_DOES_NOT_EXIST);
-    EXPECT_EQ(creationError({.name = "leaving"}), 0U);
-}
+    {
+        const BServiceControl last = create({});
+        EXPECT_EQ(remove("odd"), 0U);
+        EXPECT_EQ(remove("odd"), ERROR_SERVICE_MARKED_FOR_DELETE);
+        EXPECT_EQ(start("odd"), ERROR_SERVICE_MARKED_FOR_DELETE);
+        EXPECT_EQ(change("odd", "x"), ERROR_SERVICE_MARKED_FOR_DELETE);
+        EXPECT_EQ(creationError({}), ERROR_SERVICE_MARKED_FOR_DELETE);
+    }
+    EXPECT_EQ(start("odd"), ERROR_SERVICE_DOES_NOT_EXIST);
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "database/.names"));
 
-TEST_F(ServiceManagerTest, DeletesWithTheHandlesOfADeadProcess) {
-    create("kept", "/bin/true", SERVICE_WIN32_OWN_PROCESS);
-    FILE* holder = popen(helper("hold kept holding").c_str(), "r");
-    ASSERT_NE(holder, nullptr);
-    noted("holding");
-    EXPECT_EQ(remove("kept"), 0U);
-    EXPECT_EQ(creationError({.name = "kept"}), ERROR_SERVICE_MARKED_FOR_DELETE);
-    for (const auto& entry : std::filesystem::directory_iterator(directory.path() / "notes"))
-        if (entry.path().filename().string().rfind("process.", 0) == 0)
-            end(entry.path().filename().string().substr(8));
-    pclose(holder);
-    EXPECT_EQ(openError("kept"), ERROR_SERVICE_DOES_NOT_EXIST);
-    EXPECT_EQ(creationError({.name = "other", .display = "kept"}), 0U);
+    // Handles of a process that has died count no more.
+    const pid_t holder = fork();
+    if (holder == 0) {
+        const BServiceControl held = create({});
+        directory.file("held");
+        while (pause() != 0) {}
+    }
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(directory.path() / "held"); }));
+    EXPECT_EQ(remove("odd"), 0U);
+    EXPECT_EQ(creationError({}), ERROR_SERVICE_MARKED_FOR_DELETE);
+    end({holder});
+    waitpid(holder, nullptr, 0);
+    EXPECT_EQ(creationError({.name = "other", .display = "odd"}), 0U);
+    EXPECT_EQ(keptServices(), std::vector<std::string>{"other"});
 }
 
 TEST_F(ServiceManagerTest, ADamagedRecordIsAFailureForItsServiceAlone) {
-    ASSERT_EQ(creationError({.name = "whole"}), 0U);
-    ASSERT_EQ(creationError({.name = "broken", .display = "Broken"}), 0U);
-    std::ofstream(entryFile("broken")) << "nonsense";
-    EXPECT_EQ(openError("broken"), ERROR_INVALID_DATA);
-    EXPECT_EQ(displayNameOf("broken"), "error 13");
-    EXPECT_EQ(nameShownAs("Broken"), "error 1060");
-    EXPECT_EQ(openError("whole"), 0U);
-    EXPECT_EQ(nameShownAs("whole"), "whole");
+    create({});
+    create({.name = "broken", .display = "Broken"});
+    directory.file("database/broken/configuration", "nonsense");
+    EXPECT_EQ(start("broken"), ERROR_INVALID_DATA);
+    EXPECT_EQ(errorOf([&] { manager.getKeyName("Broken"); }), ERROR_SERVICE_DOES_NOT_EXIST);
+    EXPECT_EQ(manager.getKeyName("odd"), "odd");
     EXPECT_EQ(creationError({.name = "more", .dependencies = "broken\0"}), 0U);
-
-    EXPECT_TRUE(platform::DeleteService(open("broken", deleteRight)));
+    EXPECT_EQ(remove("broken"), 0U);
     EXPECT_EQ(creationError({.name = "broken"}), 0U);
 }
 
-TEST_F(ServiceManagerTest, RefusesPlacesThatAreNotPrivate) {
+TEST_F(ServiceManagerTest, KeepsEverythingPrivateAndRefusesPlacesThatAreNot) {
     namespace fs = std::filesystem;
-    fs::create_directory(directory.path() / "elsewhere");
-    fs::permissions(directory.path() / "elsewhere", fs::perms::owner_all);
-    fs::create_directory_symlink(directory.path() / "elsewhere", directory.path() / "run");
-    EXPECT_EQ(openManager(nullptr, nullptr), ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(fs::is_empty(directory.path() / "elsewhere"));
+    create({});
+    for (const auto& entry : fs::recursive_directory_iterator(directory.path()))
+        EXPECT_EQ(entry.status().permissions() & fs::perms(077), fs::perms::none) << entry.path();
 
-    fs::remove(directory.path() / "run");
-    EXPECT_EQ(openManager(nullptr, nullptr), 0U);
-    fs::permissions(directory.path() / "database", fs::perms(0750));
-    EXPECT_EQ(openManager(nullptr, nullptr), ERROR_ACCESS_DENIED);
-    fs::permissions(directory.path() / "database", fs::perms::owner_all);
-
-    if (geteuid() != 0)
-        GTEST_SKIP() << "only root can give a directory away";
-    ASSERT_EQ(chown(directory.name("run/services").c_str(), 65534, 65534), 0);
-    EXPECT_EQ(openManager(nullptr, nullptr), ERROR_ACCESS_DENIED);
-}
-
-TEST_F(ServiceManagerTest, MakesEverythingPrivate) {
-    ASSERT_EQ(creationError({}), 0U);
-    for (const char* entry :
-         {"database", "database/.names", "database/odd", "run", "run/services"}) {
-        struct stat facts {};
-        ASSERT_EQ(stat(directory.name(entry).c_str(), &facts), 0) << entry;
-        EXPECT_EQ(facts.st_mode & 0777U, 0700U) << entry;
+    const fs::path run = directory.path() / "run";
+    fs::rename(run, directory.path() / "moved");
+    fs::create_directory_symlink(directory.path() / "moved", run);
+    EXPECT_EQ(openManager(), ERROR_ACCESS_DENIED);
+    fs::remove(run);
+    EXPECT_EQ(openManager(), 0U);
+    fs::permissions(run, fs::perms(0710));
+    EXPECT_EQ(openManager(), ERROR_ACCESS_DENIED);
+    fs::permissions(run, fs::perms(0700));
+    if (geteuid() == 0) {
+        EXPECT_EQ(chown(directory.name("run/services").c_str(), 65534, 65534), 0);
+        EXPECT_EQ(openManager(), ERROR_ACCESS_DENIED);
     }
-    struct stat facts {};
-    ASSERT_EQ(stat(entryFile("odd").c_str(), &facts), 0);
-    EXPECT_EQ(facts.st_mode & 0777U, 0600U);
-}
-
-TEST_F(ServiceManagerTest, LeaksNoDescriptorWhenItFails) {
-    const OwnedHandle service = create("here", "/nonexistent/program");
-    const std::size_t before = openDescriptors();
-    EXPECT_EQ(openError("missing"), ERROR_SERVICE_DOES_NOT_EXIST);
-    EXPECT_EQ(creationError({.name = "here"}), ERROR_SERVICE_EXISTS);
-    EXPECT_EQ(creationError({.name = "x", .display = "here"}), ERROR_DUPLICATE_SERVICE_NAME);
-    EXPECT_EQ(start(service), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(send(service, 1), ERROR_SERVICE_NOT_ACTIVE);
-    EXPECT_EQ(openDescriptors(), before);
+    servicePlaces().directory += "/none";
+    EXPECT_EQ(openManager(), ERROR_PATH_NOT_FOUND);
 }
 
 }  // namespace

@@ -1,318 +1,374 @@
-// Services that run: real processes, started, controlled and ended.
-#include <chrono>
-#include <string>
-#include <thread>
+// Services that run: real processes, started, controlled and ended, by many programs at once, by
+// programs that die in the middle of a call, and by programs of others.
+#include <algorithm>
+#include <array>
+#include <tuple>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/fsuid.h>
+#include <sys/ptrace.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/services/services_fixture.h"
+#include "support/child_process.h"
 #include "support/process_facts.h"
 
 namespace Sorvex::testing {
 namespace {
 
-using std::chrono::milliseconds;
+using platform::Descriptor;
 
 class RunningServiceTest : public ServicesTest {
 protected:
-    // The time that something takes, to tell an answer at once from one at the limit.
-    template <typename Action>
-    static milliseconds timeOf(Action action) {
-        const auto begin = std::chrono::steady_clock::now();
-        action();
-        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+    // Calls something in eight processes at once, each time with another name. Gives how many of
+    // the calls succeeded; all others have to fail with this error.
+    template <typename Call>
+    static int successesOfEight(platform::DWORD otherwise, Call call) {
+        for (int index = 0; index < 8; ++index)
+            if (fork() == 0) {
+                const platform::DWORD error = call(std::to_string(index));
+                _exit(error == 0 ? 0 : error == otherwise ? 1 : 2);
+            }
+        int successes = 0;
+        for (int result = 0; wait(&result) > 0; successes += result == 0 ? 1 : 0)
+            EXPECT_TRUE(WIFEXITED(result) && WEXITSTATUS(result) < 2) << result;
+        return successes;
+    }
+
+    // Calls something in a child that is killed before or behind one of its system calls, the first
+    // of which is number 0; false when it gets to its end.
+    template <typename Call>
+    static bool isKilledAt(int step, Call call) {
+        const pid_t child = fork();
+        if (child == 0) {
+            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+            raise(SIGSTOP);
+            call();
+            _exit(0);
+        }
+        int result = -1;
+        for (; waitpid(child, &result, 0) == child && WIFSTOPPED(result) && step >= 0; --step)
+            ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+        const bool isAlive = WIFSTOPPED(result);
+        EXPECT_TRUE(isAlive || result == 0) << result;
+        if (isAlive)
+            end({child});
+        waitpid(child, nullptr, 0);
+        return isAlive;
+    }
+
+    // Sends a packet to a running service without the library's part in it.
+    Descriptor sendPacket(const std::string& service, const std::array<std::uint32_t, 75>& packet,
+                          std::size_t size) const {
+        sockaddr_un address{AF_UNIX, {}};
+        directory.name("run/services/" + service + "/control").copy(address.sun_path, 100);
+        Descriptor connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+        const auto* target = reinterpret_cast<const sockaddr*>(&address);
+        EXPECT_EQ(connect(connection.get(), target, sizeof address), 0);
+        EXPECT_TRUE(size == 0 || ::send(connection.get(), packet.data(), size, MSG_NOSIGNAL) > 0);
+        return connection;
     }
 };
 
-TEST_F(RunningServiceTest, LivesThroughAWholeCycle) {
-    const OwnedHandle service = createServing("cycle");
-    ASSERT_EQ(start(service, {"one", "two words", ""}), 0U);
-    EXPECT_EQ(noted("cycle.arguments"), "cycle\none\ntwo words\n\n");
-    EXPECT_TRUE(eventually([&] { return stateOf(service) == SERVICE_RUNNING; }));
-    EXPECT_EQ(start(service), ERROR_SERVICE_ALREADY_RUNNING);
-
-    platform::SERVICE_STATUS status{};
-    EXPECT_TRUE(platform::ControlService(service, SERVICE_CONTROL_PAUSE, &status));
-    EXPECT_EQ(status.dwCurrentState, SERVICE_PAUSED);
-    EXPECT_EQ(stateOf(service), SERVICE_PAUSED);
-    EXPECT_TRUE(platform::ControlService(service, SERVICE_CONTROL_CONTINUE, &status));
-    EXPECT_EQ(status.dwCurrentState, SERVICE_RUNNING);
-    EXPECT_TRUE(platform::ControlService(service, SERVICE_CONTROL_INTERROGATE, &status));
-    EXPECT_TRUE(platform::ControlService(service, 128, &status));
-    EXPECT_TRUE(platform::ControlService(service, 128, &status));
-    EXPECT_EQ(status.dwCheckPoint, 2U);
-    EXPECT_EQ(errorOf(platform::ControlService(service, SERVICE_CONTROL_PARAMCHANGE, &status)),
-              ERROR_INVALID_SERVICE_CONTROL);
-
-    EXPECT_TRUE(platform::ControlService(service, SERVICE_CONTROL_STOP, &status));
-    EXPECT_EQ(status.dwCurrentState, SERVICE_STOPPED);
-    EXPECT_EQ(query(service).dwWin32ExitCode, 0U);
-    status = {};
-    EXPECT_EQ(errorOf(platform::ControlService(service, SERVICE_CONTROL_STOP, &status)),
-              ERROR_SERVICE_NOT_ACTIVE);
-    EXPECT_EQ(status.dwCurrentState, SERVICE_STOPPED);
-    EXPECT_TRUE(startAndWait(service));
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
-}
-
 TEST_F(RunningServiceTest, StartsAProcessThatHasNothingOfItsStarter) {
-    setenv("SORVEX_TEST_MARK", "1", 1);
+    namespace fs = std::filesystem;
+    createServing("detached");
     signal(SIGPIPE, SIG_IGN);
-    sigset_t blocked;
     sigset_t before;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGUSR1);
-    pthread_sigmask(SIG_BLOCK, &blocked, &before);
-    const int inherited = dup(0);
-    const OwnedHandle service = createServing("detached");
-    EXPECT_TRUE(startAndWait(service));
-    close(inherited);
+    sigset_t every;
+    sigfillset(&every);
+    pthread_sigmask(SIG_SETMASK, &every, &before);
+    const std::string file = directory.file("inherited");
+    const Descriptor inherited(::open(file.c_str(), O_RDONLY));
+    const std::size_t descriptors = openDescriptors();
+    EXPECT_TRUE(runs("detached"));
+    // Neither a child nor anything open is left behind here.
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_TRUE(fs::is_empty(directory.path() / "run/services/.starting"));
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     signal(SIGPIPE, SIG_DFL);
-    unsetenv("SORVEX_TEST_MARK");
-    EXPECT_EQ(noted("facts"),
-              "session 1\ngroup 1\ndirectory /\n0 /dev/null\n1 /dev/null\n2 /dev/null\nothers 0\n"
-              "blocked 0\nignored 0\ninherited 0\n");
-}
 
-TEST_F(RunningServiceTest, LeavesTheStarterAsItWas) {
-    const OwnedHandle service = createServing("tidy");
-    const std::size_t descriptors = openDescriptors();
-    EXPECT_TRUE(startAndWait(service));
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_EQ(openDescriptors(), descriptors);
-    // No child is left to be waited for.
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "run" / "services" / ".starting"));
-}
-
-TEST_F(RunningServiceTest, AShellThatCapturesTheStarterSeesItsEnd) {
-    createServing("captured");
-    EXPECT_EQ(output("answer=$(" + helper("start captured") + "); echo got $answer"), "got 0\n");
-    EXPECT_TRUE(eventually([&] { return stateOf(open("captured")) == SERVICE_RUNNING; }));
-    EXPECT_EQ(control("control captured 1"), 0U);
+    ASSERT_EQ(processes().size(), 1U);
+    const pid_t process = processes().front();
+    const fs::path facts = "/proc/" + std::to_string(process);
+    EXPECT_EQ(getsid(process), process);
+    EXPECT_EQ(fs::read_symlink(facts / "cwd"), "/");
+    const std::string variables = contentsOf(facts / "environ");
+    EXPECT_EQ(std::count(variables.begin(), variables.end(), '\0'), 5) << variables;
+    const std::string status = contentsOf(facts / "status");
+    for (const char* line : {"SigBlk:\t0000000000000000\n", "SigIgn:\t0000000000000000\n"})
+        EXPECT_NE(status.find(line), std::string::npos) << status;
+    for (const auto& descriptor : fs::directory_iterator(facts / "fd")) {
+        const fs::path target = fs::read_symlink(descriptor);
+        EXPECT_EQ(target == "/dev/null", std::stoi(descriptor.path().filename()) < 3) << target;
+        EXPECT_NE(target, file);
+    }
 }
 
 TEST_F(RunningServiceTest, TellsWhyAProgramDoesNotRun) {
-    const std::string notExecutable = directory.file("data", "x");
-    const std::string notAProgram = directory.file("text", "just words");
-    std::filesystem::permissions(notAProgram, std::filesystem::perms::owner_all);
-    const struct {
-        std::string name;
-        std::string command;
-        platform::DWORD error;
-    } cases[] = {
-        {"missing", directory.name("missing"), ERROR_FILE_NOT_FOUND},
-        {"nowhere", directory.name("none/missing"), ERROR_PATH_NOT_FOUND},
-        {"drive", "D:\\program", ERROR_PATH_NOT_FOUND},
-        {"directory", directory.name(), ERROR_ACCESS_DENIED},
-        {"data", notExecutable, ERROR_ACCESS_DENIED},
-        {"text", notAProgram, ERROR_BAD_EXE_FORMAT},
-        {"quits", helper("quit"), ERROR_SERVICE_REQUEST_TIMEOUT},
-        {"kills", "/bin/sh -c \"kill -9 $$\"", ERROR_SERVICE_REQUEST_TIMEOUT},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const OwnedHandle service = create(c.name, c.command);
-        // An answer at once: the limit is far away.
-        EXPECT_LT(timeOf([&] { EXPECT_EQ(start(service), c.error); }), milliseconds(10000));
-        EXPECT_EQ(stateOf(service), SERVICE_STOPPED);
-        EXPECT_EQ(query(service).dwWin32ExitCode, c.error);
+    const std::string data = directory.file("data");
+    const std::string text = directory.file("text", "just words");
+    std::filesystem::permissions(text, std::filesystem::perms::owner_all);
+    const std::pair<std::string, platform::DWORD> cases[] = {
+        {directory.name("missing"), ERROR_FILE_NOT_FOUND},
+        {directory.name("none/missing"), ERROR_PATH_NOT_FOUND},
+        {"D:\\program", ERROR_PATH_NOT_FOUND},
+        {directory.name(), ERROR_ACCESS_DENIED},
+        {data, ERROR_ACCESS_DENIED},
+        {text, ERROR_BAD_EXE_FORMAT},
+        {"/bin/true", ERROR_SERVICE_REQUEST_TIMEOUT},
+        {"/bin/sh -c \"kill -9 $$\"", ERROR_SERVICE_REQUEST_TIMEOUT}};
+    const std::size_t before = openDescriptors();
+    for (const auto& [command, error] : cases) {
+        create({.command = command.c_str()});
+        EXPECT_EQ(start("odd"), error) << command;
+        EXPECT_EQ(query("odd").exitCode(), error);
+        EXPECT_EQ(remove("odd"), 0U);
     }
-}
+    create({});
+    EXPECT_EQ(change("odd", nullptr, "somebody else"), 0U);
+    EXPECT_EQ(start("odd"), ERROR_SERVICE_LOGON_FAILED);
+    EXPECT_EQ(openDescriptors(), before);
 
-TEST_F(RunningServiceTest, EndsAProgramThatStaysAway) {
-    setLimit(milliseconds(300));
-    const OwnedHandle service = create("away", helper("idle"));
-    EXPECT_EQ(start(service), ERROR_SERVICE_REQUEST_TIMEOUT);
-    const std::string process = std::to_string(processOf("away"));
-    EXPECT_TRUE(eventually([&] { return !isOurs(process); }));
-}
-
-TEST_F(RunningServiceTest, RefusesToStartWhatMayNotStart) {
-    const OwnedHandle service = createServing("fixed");
-    const auto change = [&](platform::DWORD startType, const char* account) {
-        EXPECT_TRUE(platform::ChangeServiceConfigA(service, SERVICE_NO_CHANGE, startType,
-                                                   SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
-                                                   nullptr, account, nullptr, nullptr));
-    };
-    change(SERVICE_DISABLED, nullptr);
-    EXPECT_EQ(start(service), ERROR_SERVICE_DISABLED);
-    change(SERVICE_DEMAND_START, "somebody else");
-    EXPECT_EQ(start(service), ERROR_SERVICE_LOGON_FAILED);
-    change(SERVICE_NO_CHANGE, "localSystem");
-    EXPECT_TRUE(startAndWait(service));
-}
-
-TEST_F(RunningServiceTest, ReportsFailuresOfTheServiceItself) {
-    const OwnedHandle service = createServing("failing");
-    EXPECT_EQ(start(service, {"fail"}), 0U);
-    EXPECT_TRUE(eventually([&] { return stateOf(service) == SERVICE_STOPPED; }));
-    EXPECT_EQ(query(service).dwWin32ExitCode, ERROR_SERVICE_SPECIFIC_ERROR);
-    EXPECT_EQ(query(service).dwServiceSpecificExitCode, 42U);
+    // One that runs but never connects is ended.
+    const std::string idle = "/usr/bin/tail -f " + data;
+    create({.name = "idle", .command = idle.c_str()});
+    servicePlaces().limit = std::chrono::milliseconds(300);
+    EXPECT_EQ(start("idle"), ERROR_SERVICE_REQUEST_TIMEOUT);
+    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, LooksAtTheStateBeforeItAsks) {
-    const OwnedHandle pending = createServing("pending");
-    EXPECT_EQ(start(pending, {"pending"}), 0U);
-    EXPECT_EQ(send(pending, SERVICE_CONTROL_PAUSE), ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
-    EXPECT_EQ(send(pending, SERVICE_CONTROL_INTERROGATE), ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
-    EXPECT_EQ(send(pending, SERVICE_CONTROL_STOP), ERROR_INVALID_SERVICE_CONTROL);
-
-    const OwnedHandle deaf = createServing("deaf");
-    EXPECT_EQ(start(deaf, {"deaf"}), 0U);
-    EXPECT_TRUE(eventually([&] { return stateOf(deaf) == SERVICE_RUNNING; }));
-    platform::SERVICE_STATUS status{};
-    EXPECT_EQ(errorOf(platform::ControlService(deaf, SERVICE_CONTROL_STOP, &status)),
-              ERROR_INVALID_SERVICE_CONTROL);
-    EXPECT_EQ(status.dwCurrentState, SERVICE_RUNNING);
+    createServing("odd");
+    EXPECT_EQ(start("odd", "pending"), 0U);
+    EXPECT_TRUE(reaches("odd", SERVICE_START_PENDING));
+    EXPECT_EQ(send("odd", SERVICE_CONTROL_PAUSE), ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
+    EXPECT_EQ(send("odd", SERVICE_CONTROL_INTERROGATE), ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
+    EXPECT_EQ(send("odd", SERVICE_CONTROL_STOP), ERROR_INVALID_SERVICE_CONTROL);
+    end(processes());
+    EXPECT_EQ(start("odd", "fail"), 0U);
+    EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
+    EXPECT_EQ(query("odd").specificExitCode(), 42U);
+    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, NoticesADeathAtOnce) {
-    const OwnedHandle service = createServing("killed");
-    ASSERT_TRUE(startAndWait(service));
-    end(std::to_string(processOf("killed")));
-    EXPECT_EQ(stateOf(service), SERVICE_STOPPED);
-    EXPECT_EQ(query(service).dwWin32ExitCode, ERROR_PROCESS_ABORTED);
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), ERROR_SERVICE_NOT_ACTIVE);
-    EXPECT_TRUE(startAndWait(service));
-    EXPECT_EQ(query(service).dwWin32ExitCode, 0U);
-}
-
-TEST_F(RunningServiceTest, NoticesADeathThatChildrenOutlive) {
-    const OwnedHandle service = createServing("parent");
-    ASSERT_TRUE(startAndWait(service));
-    ASSERT_EQ(send(service, 131), 0U);
-    const std::string child = noted("parent.child");
-    end(std::to_string(processOf("parent")));
-    EXPECT_TRUE(eventually([&] { return stateOf(service) == SERVICE_STOPPED; }));
-    EXPECT_EQ(query(service).dwWin32ExitCode, ERROR_PROCESS_ABORTED);
-    EXPECT_TRUE(startAndWait(service));
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
-    end(child);
-}
-
-TEST_F(RunningServiceTest, ADeathInAHandlerIsNoAnswer) {
-    const OwnedHandle service = createServing("dying");
-    ASSERT_TRUE(startAndWait(service));
-    EXPECT_LT(timeOf([&] { EXPECT_EQ(send(service, 130), ERROR_SERVICE_NOT_ACTIVE); }),
-              milliseconds(10000));
-    EXPECT_EQ(query(service).dwWin32ExitCode, ERROR_PROCESS_ABORTED);
+    createServing("mortal");
+    ASSERT_TRUE(runs("mortal"));
+    const std::vector<pid_t> parent = processes();
+    // A child keeps open what the service had open.
+    ASSERT_EQ(send("mortal", 131), 0U);
+    EXPECT_TRUE(eventually([&] { return processes().size() == 2; }));
+    end(parent);
+    EXPECT_EQ(query("mortal").exitCode(), ERROR_PROCESS_ABORTED);
+    EXPECT_EQ(send("mortal", SERVICE_CONTROL_STOP), ERROR_SERVICE_NOT_ACTIVE);
+    EXPECT_TRUE(runs("mortal"));
+    // A death in a handler is no answer.
+    EXPECT_EQ(send("mortal", 130), ERROR_SERVICE_NOT_ACTIVE);
+    EXPECT_EQ(query("mortal").exitCode(), ERROR_PROCESS_ABORTED);
 }
 
 TEST_F(RunningServiceTest, AHangingHandlerBlocksNobodyElse) {
-    const OwnedHandle hanging = createServing("hanging");
-    const OwnedHandle other = createServing("other");
-    ASSERT_TRUE(startAndWait(hanging));
-    ASSERT_TRUE(startAndWait(other));
-    setLimit(milliseconds(1500));
-    std::thread caller([&] { EXPECT_EQ(send(hanging, 129), ERROR_SERVICE_REQUEST_TIMEOUT); });
-    EXPECT_EQ(send(other, 128), 0U);
-    EXPECT_EQ(stateOf(hanging), SERVICE_RUNNING);
+    BServiceControl hanging = createServing("hanging");
+    createServing("other");
+    ASSERT_TRUE(runs("hanging") && runs("other"));
+    servicePlaces().limit = std::chrono::milliseconds(1500);
+    std::thread caller(
+        [&] { EXPECT_EQ(errorOf([&] { hanging.control(129); }), ERROR_SERVICE_REQUEST_TIMEOUT); });
+    EXPECT_EQ(send("other", 128), 0U);
+    EXPECT_EQ(query("hanging").state(), SERVICE_RUNNING);
     caller.join();
-    EXPECT_EQ(send(hanging, SERVICE_CONTROL_STOP), ERROR_SERVICE_REQUEST_TIMEOUT);
-    EXPECT_LT(timeOf([&] { EXPECT_EQ(stateOf(hanging), SERVICE_RUNNING); }), milliseconds(1000));
+    EXPECT_EQ(send("hanging", SERVICE_CONTROL_STOP), ERROR_SERVICE_REQUEST_TIMEOUT);
 }
 
 TEST_F(RunningServiceTest, StartsAgainWhileTheOldProcessIsStillEnding) {
-    const OwnedHandle service = createServing("slow");
-    ASSERT_TRUE(startAndWait(service));
-    const pid_t old = processOf("slow");
-    std::thread caller([&] { EXPECT_EQ(send(service, 132), 0U); });
-    EXPECT_TRUE(eventually([&] { return stateOf(service) == SERVICE_STOPPED; }));
-    EXPECT_TRUE(startAndWait(service));
-    EXPECT_NE(processOf("slow"), old);
-    EXPECT_EQ(send(service, 128), 0U);
-    note("end");
+    BServiceControl service = createServing("slow");
+    ASSERT_TRUE(runs("slow"));
+    std::thread caller([&] { EXPECT_EQ(service.control(132).state(), SERVICE_STOPPED); });
+    EXPECT_TRUE(reaches("slow", SERVICE_STOPPED));
+    EXPECT_TRUE(runs("slow"));
+    EXPECT_EQ(send("slow", 128), 0U);
+    directory.file("end");
     caller.join();
-    EXPECT_EQ(stateOf(service), SERVICE_RUNNING);
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
+    EXPECT_TRUE(eventually([&] { return processes().size() == 1; }));
+    EXPECT_EQ(query("slow").checkPoint(), 1U);
 }
 
-TEST_F(RunningServiceTest, DeletesARunningServiceWhenItStops) {
-    OwnedHandle service = createServing("going");
-    ASSERT_TRUE(startAndWait(service));
-    EXPECT_TRUE(platform::DeleteService(service));
-    service.close();
-    // It lives on, and can still be opened and stopped.
-    {
-        const OwnedHandle again = open("going");
-        EXPECT_EQ(stateOf(again), SERVICE_RUNNING);
-        EXPECT_EQ(send(again, SERVICE_CONTROL_STOP), 0U);
+TEST_F(RunningServiceTest, DeletesARunningServiceWhenItEnds) {
+    for (const bool isFirst : {true, false}) {
+        createServing("going");
+        ASSERT_TRUE(runs("going"));
+        EXPECT_EQ(remove("going"), 0U);
+        // It lives on, and can still be opened and stopped.
+        EXPECT_EQ(query("going").state(), SERVICE_RUNNING);
+        if (isFirst)
+            end(processes());
     }
-    EXPECT_FALSE(std::filesystem::exists(directory.path() / "database" / "going"));
-    EXPECT_FALSE(std::filesystem::exists(directory.path() / "run" / "services" / "going"));
-}
-
-TEST_F(RunningServiceTest, ForgetsADeletedServiceThatWasKilled) {
-    OwnedHandle service = createServing("forgotten");
-    ASSERT_TRUE(startAndWait(service));
-    EXPECT_TRUE(platform::DeleteService(service));
-    service.close();
-    end(std::to_string(processOf("forgotten")));
-    EXPECT_NE(createServing("forgotten"), nullptr);
-    EXPECT_EQ(stateOf(open("forgotten")), SERVICE_STOPPED);
-}
-
-TEST_F(RunningServiceTest, RefusesAProgramThatNoManagerStarted) {
-    EXPECT_EQ(output(helper("serve lone") + " || true"), "1063\n");
-    const OwnedHandle service = createServing("lone");
-    ASSERT_TRUE(startAndWait(service));
-    EXPECT_EQ(output(helper("serve lone") + " || true"), "1063\n");
-    EXPECT_EQ(send(service, SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(send("going", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(keptServices(), std::vector<std::string>());
+    EXPECT_FALSE(std::filesystem::exists(directory.path() / "run/services/going"));
 }
 
 TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
-    const std::string command = helper("serve left right");
-    const OwnedHandle left = create("left", command, SERVICE_WIN32_SHARE_PROCESS);
-    const OwnedHandle right = create("right", command, SERVICE_WIN32_SHARE_PROCESS);
-    const OwnedHandle third = create("third", command, SERVICE_WIN32_SHARE_PROCESS);
-    EXPECT_EQ(start(third), 1083U);
-    ASSERT_TRUE(startAndWait(left));
-    ASSERT_TRUE(startAndWait(right));
-    EXPECT_EQ(start(third), 1083U);
-    EXPECT_EQ(processOf("left"), processOf("right"));
-    EXPECT_EQ(noted("right.arguments"), "right\n");
-
-    EXPECT_EQ(send(left, 128), 0U);
-    EXPECT_EQ(query(left).dwCheckPoint, 1U);
-    EXPECT_EQ(query(right).dwCheckPoint, 0U);
-    EXPECT_EQ(send(left, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_EQ(stateOf(right), SERVICE_RUNNING);
-    const std::string process = std::to_string(processOf("right"));
-    ASSERT_TRUE(startAndWait(left));
-    EXPECT_EQ(std::to_string(processOf("left")), process);
-    EXPECT_EQ(send(right, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_EQ(send(left, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_TRUE(eventually([&] { return !isOurs(process); }));
+    // One without quotes, whose blanks are the name's as well.
+    const std::string program = directory.name("my tool");
+    std::filesystem::create_symlink(thisProgram(), program);
+    const std::string command = program + " " + directory.name() + " left middle right";
+    for (const char* name : {"left", "right", "third"})
+        create({.name = name, .command = command.c_str(), .type = SERVICE_WIN32_SHARE_PROCESS});
+    EXPECT_EQ(start("third"), ERROR_SERVICE_NOT_IN_EXE);
+    ASSERT_TRUE(runs("left") && runs("right"));
+    EXPECT_EQ(start("third"), ERROR_SERVICE_NOT_IN_EXE);
+    EXPECT_EQ(contentsOf(directory.name("right.arguments")), "right\n");
+    EXPECT_EQ(send("left", 128), 0U);
+    EXPECT_EQ(query("left").checkPoint(), 1U);
+    EXPECT_EQ(query("right").checkPoint(), 0U);
+    EXPECT_EQ(send("left", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(query("right").state(), SERVICE_RUNNING);
+    ASSERT_TRUE(runs("left"));
+    EXPECT_EQ(processes().size(), 1U);
+    EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(send("left", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, StartsWhatItDependsOnFirst) {
-    const OwnedHandle base = createServing("base");
-    const OwnedHandle member =
-        create("member", helper("serve member"), SERVICE_WIN32_OWN_PROCESS, "base\0", "crowd");
-    create("broken", helper("quit"), SERVICE_WIN32_OWN_PROCESS, nullptr, "crowd");
-    const OwnedHandle top =
-        create("top", helper("serve top"), SERVICE_WIN32_OWN_PROCESS, "+crowd\0base\0");
-    ASSERT_EQ(start(top), 0U);
-    EXPECT_EQ(stateOf(base), SERVICE_RUNNING);
-    EXPECT_EQ(stateOf(member), SERVICE_RUNNING);
-    EXPECT_TRUE(eventually([&] { return stateOf(top) == SERVICE_RUNNING; }));
-
+    createServing("base");
+    createServing("member", "base\0", "crowd");
+    create({.name = "broken", .group = "crowd"});
+    createServing("top", "+crowd\0base\0");
+    ASSERT_EQ(start("top"), 0U);
+    EXPECT_EQ(query("base").state(), SERVICE_RUNNING);
+    EXPECT_EQ(query("member").state(), SERVICE_RUNNING);
+    EXPECT_TRUE(reaches("top", SERVICE_RUNNING));
     // What others need can't be stopped before them.
-    EXPECT_EQ(send(base, SERVICE_CONTROL_STOP), ERROR_DEPENDENT_SERVICES_RUNNING);
-    EXPECT_EQ(send(top, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_EQ(send(member, SERVICE_CONTROL_STOP), 0U);
-    EXPECT_EQ(send(base, SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(send("base", SERVICE_CONTROL_STOP), ERROR_DEPENDENT_SERVICES_RUNNING);
+    for (const char* name : {"top", "member", "base"})
+        EXPECT_EQ(send(name, SERVICE_CONTROL_STOP), 0U) << name;
+
+    createServing("a", "broken\0");
+    createServing("b", "missing\0");
+    createServing("c", "+nobody\0");
+    EXPECT_EQ(start("a"), ERROR_SERVICE_DEPENDENCY_FAIL);
+    EXPECT_EQ(start("b"), ERROR_SERVICE_DEPENDENCY_DELETED);
+    EXPECT_EQ(start("c"), ERROR_SERVICE_DEPENDENCY_FAIL);
 }
 
-TEST_F(RunningServiceTest, FailsWithWhatItDependsOn) {
-    create("broken", helper("quit"));
-    EXPECT_EQ(start(create("a", helper("serve a"), SERVICE_WIN32_OWN_PROCESS, "broken\0")),
-              ERROR_SERVICE_DEPENDENCY_FAIL);
-    EXPECT_EQ(start(create("b", helper("serve b"), SERVICE_WIN32_OWN_PROCESS, "missing\0")),
-              ERROR_SERVICE_DEPENDENCY_DELETED);
-    EXPECT_EQ(start(create("c", helper("serve c"), SERVICE_WIN32_OWN_PROCESS, "+nobody\0")),
-              ERROR_SERVICE_DEPENDENCY_FAIL);
-    EXPECT_EQ(query(open("a")).dwWin32ExitCode, ERROR_SERVICE_NEVER_STARTED);
+TEST_F(RunningServiceTest, OfManyCreatesAndStartsExactlyOneWins) {
+    const auto creation = [&](const std::string& name) {
+        return errorOf([&] { createServing(name); });
+    };
+    const auto toOne = [](auto call) { return [=](const std::string&) { return call("one"); }; };
+    EXPECT_EQ(successesOfEight(ERROR_SERVICE_EXISTS, toOne(creation)), 1);
+    EXPECT_EQ(successesOfEight(ERROR_SERVICE_ALREADY_RUNNING,
+                               toOne([this](const char* name) { return start(name); })),
+              1);
+    EXPECT_TRUE(reaches("one", SERVICE_RUNNING));
+    EXPECT_EQ(successesOfEight(0, toOne([this](const char* name) { return send(name, 128); })), 8);
+    EXPECT_EQ(query("one").checkPoint(), 8U);
+
+    EXPECT_EQ(successesOfEight(0, creation), 8);
+    EXPECT_EQ(successesOfEight(0, [&](const std::string& name) { return remove(name); }), 8);
+    EXPECT_EQ(keptServices(), std::vector<std::string>{"one"});
+}
+
+TEST_F(RunningServiceTest, AChangeThatIsKilledIsDoneOrNot) {
+    const auto install = [this] { return errorOf([this] { create({.display = "The odd"}); }); };
+    const std::tuple<std::string, std::function<void()>, std::string> cases[] = {
+        {"", install, "The odd"},
+        {"The odd", [this] { change("odd", "Renamed"); }, "Renamed"},
+        {"The odd", [this] { remove("odd"); }, ""}};
+    for (const auto& [before, makeChange, after] : cases) {
+        int steps = 0;
+        for (bool isKilled = true; isKilled; steps += 2) {
+            SCOPED_TRACE(after + std::to_string(steps));
+            ASSERT_EQ(before.empty() ? 0U : install(), 0U);
+            isKilled = isKilledAt(steps, makeChange);
+            std::string found;
+            for (const char* name : {"The odd", "Renamed"})
+                if (errorOf([&] { manager.getKeyName(name); }) == 0)
+                    found += name;
+            EXPECT_TRUE(found == after || (isKilled && found == before)) << found;
+            // Whatever is left, the next calls find their way.
+            EXPECT_EQ(install(), found.empty() ? 0U : ERROR_SERVICE_EXISTS);
+            EXPECT_EQ(remove("odd"), 0U);
+            EXPECT_EQ(keptServices(), std::vector<std::string>());
+        }
+        EXPECT_GT(steps, 20);
+    }
+}
+
+TEST_F(RunningServiceTest, AStartThatIsKilledIsDoneOrCanBeRepeated) {
+    createServing("steady");
+    for (int step = 0; isKilledAt(step, [this] { start("steady"); }); step += 3) {
+        SCOPED_TRACE(step);
+        EXPECT_TRUE(eventually([this] {
+            start("steady");
+            return query("steady").state() == SERVICE_RUNNING;
+        }));
+        EXPECT_EQ(send("steady", SERVICE_CONTROL_STOP), 0U);
+    }
+}
+
+TEST_F(RunningServiceTest, ObeysRequestsOfItsOwnUserOnly) {
+    createServing("private");
+    ASSERT_TRUE(runs("private"));
+    std::vector<Descriptor> connections;
+    // Nothing, too little, too much, another version, and names that don't end in the packet.
+    const std::uint32_t packets[][3] = {{0x53565831, 0, 0},     {0x53565831, 0, 8},
+                                        {0x53565831, 0, 300},   {0x53565830, 0, 272},
+                                        {0x53565831, 257, 272}, {0x53565831, 0xFFFFFFFF, 272}};
+    for (const auto& [signature, nameLength, size] : packets)
+        connections.push_back(sendPacket("private", {signature, 2, 128, nameLength}, size));
+    EXPECT_EQ(send("private", 128), 0U);
+    EXPECT_EQ(query("private").checkPoint(), 1U);
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+
+    const int result = runInChild([&] {
+        // Nothing but the credentials is in the other user's way: files are still opened as root.
+        EXPECT_EQ(seteuid(65534), 0);
+        setfsuid(0);
+        const Descriptor connection = sendPacket("private", {0x53565831, 2, 128, 0}, 272);
+        char answer = 0;
+        EXPECT_LE(recv(connection.get(), &answer, sizeof answer, 0), 0);
+    });
+    EXPECT_EQ(result, 0);
+    // A service that gives up its rights stays its user's.
+    EXPECT_EQ(send("private", 133), 0U);
+    EXPECT_EQ(send("private", 128), 0U);
+    EXPECT_EQ(query("private").checkPoint(), 2U);
+}
+
+TEST_F(RunningServiceTest, FollowsNoPlantedLinkAndBelievesNoForgedState) {
+    namespace fs = std::filesystem;
+    createServing("lured");
+    const fs::path own = directory.path() / "run/services/lured";
+    const fs::path elsewhere = directory.path() / "elsewhere";
+    const std::string victim = directory.file("victim", "untouched");
+    fs::create_directory(elsewhere);
+    fs::permissions(elsewhere, fs::perms::owner_all);
+    fs::create_directory_symlink(elsewhere, own);
+    EXPECT_EQ(start("lured"), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+
+    fs::remove(own);
+    fs::rename(elsewhere, own);
+    fs::create_symlink(victim, own / "state");
+    EXPECT_EQ(errorOf([&] { query("lured"); }), ERROR_ACCESS_DENIED);
+    fs::remove(own / "state");
+    directory.file("run/services/lured/state", std::string(200, '\x04'));
+    fs::permissions(own / "state", fs::perms(0600));
+    EXPECT_EQ(query("lured").exitCode(), ERROR_SERVICE_NEVER_STARTED);
+    fs::create_symlink(victim, own / ".state");
+    fs::create_symlink(victim, own / "control");
+    EXPECT_TRUE(runs("lured"));
+    EXPECT_EQ(contentsOf(victim), "untouched");
 }
 
 }  // namespace
