@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -28,81 +27,53 @@
 #include <sorvex/bdirectory.h>
 #include <sorvex/cursors.h>
 
+#include "workplace.h"
+
 namespace {
 
-namespace fs = std::filesystem;
+using namespace benchmark_files;
 using Sorvex::BDirectory;
 using Sorvex::BDirectoryCursor;
 using Sorvex::BFileCursor;
 using Sorvex::BPathCursor;
 
-void require(bool isRight, const char* what) {
-    if (!isRight)
-        throw std::runtime_error(what);
+// A directory of so many entries, each tenth of them a directory, each fourth with the
+// extension ".txt".
+std::string listing(std::int64_t entries) {
+    const std::string top = workplace().name("listing" + std::to_string(entries));
+    if (!fs::create_directory(top))
+        return top;
+    for (std::int64_t number = 0; number < entries; ++number) {
+        const std::string entry =
+            top + "/some entry " + std::to_string(number) + (number % 4 == 0 ? ".txt" : ".data");
+        if (number % 10 == 0)
+            fs::create_directory(entry);
+        else
+            std::ofstream(entry) << number;
+    }
+    return top;
 }
 
-// What all benchmarks work on, made when first asked for and removed at the end.
-class Workplace {
-public:
-    Workplace()
-        : directory(fs::temp_directory_path() / ("sorvex_bench_" + std::to_string(getpid()))) {
-        fs::create_directory(directory);
-    }
-    ~Workplace() {
-        std::error_code ignored;
-        fs::remove_all(directory, ignored);
-    }
-    Workplace(const Workplace&) = delete;
-    Workplace& operator=(const Workplace&) = delete;
-
-    std::string name(const std::string& entry) const { return (directory / entry).string(); }
-
-    // A directory of so many entries, each tenth of them a directory, each fourth with the
-    // extension ".txt".
-    std::string listing(std::int64_t entries) const {
-        const std::string top = name("listing" + std::to_string(entries));
-        if (!fs::create_directory(top))
-            return top;
-        for (std::int64_t number = 0; number < entries; ++number) {
-            const std::string entry = top + "/some entry " + std::to_string(number) +
-                                      (number % 4 == 0 ? ".txt" : ".data");
-            if (number % 10 == 0)
-                fs::create_directory(entry);
-            else
-                std::ofstream(entry) << number;
-        }
+// A tree of so many small files, a hundred in each directory, ten directories in each other.
+std::string tree(std::int64_t files) {
+    const std::string top = workplace().name("tree" + std::to_string(files));
+    if (!fs::create_directory(top))
         return top;
+    for (std::int64_t number = 0; number < files; number += 100) {
+        const std::string place = top + "/part " + std::to_string(number / 1000) + "/folder " +
+                                  std::to_string(number / 100);
+        fs::create_directories(place);
+        for (int file = 0; file < 100; ++file)
+            std::ofstream(place + "/file " + std::to_string(file))
+                << std::string(static_cast<std::size_t>(file) * 20, 'x');
     }
-
-    // A tree of so many small files, a hundred in each directory, ten directories in each other.
-    std::string tree(std::int64_t files) const {
-        const std::string top = name("tree" + std::to_string(files));
-        if (!fs::create_directory(top))
-            return top;
-        for (std::int64_t number = 0; number < files; number += 100) {
-            const std::string place = top + "/part " + std::to_string(number / 1000) + "/folder " +
-                                      std::to_string(number / 100);
-            fs::create_directories(place);
-            for (int file = 0; file < 100; ++file)
-                std::ofstream(place + "/file " + std::to_string(file))
-                    << std::string(static_cast<std::size_t>(file) * 20, 'x');
-        }
-        return top;
-    }
-
-private:
-    fs::path directory;
-};
-
-const Workplace& workplace() {
-    static const Workplace place;
-    return place;
+    return top;
 }
 
 // Runs a function that goes once through a listing and returns what it has added up.
 template <typename List>
 void list(benchmark::State& state, std::uint64_t expected, List through) {
-    const std::string directory = workplace().listing(state.range(0));
+    const std::string directory = listing(state.range(0));
     std::uint64_t found = 0;
     for ([[maybe_unused]] auto _ : state)
         found = through(directory);
@@ -344,7 +315,7 @@ void removeTree(const std::string& top) {
 
 template <typename Copy>
 void treeCopy(benchmark::State& state, Copy copy) {
-    const std::string source = workplace().tree(state.range(0));
+    const std::string source = tree(state.range(0));
     const std::string target = workplace().name("copy");
     for ([[maybe_unused]] auto _ : state) {
         copy(source, target);
@@ -373,7 +344,7 @@ void treeCopyCommand(benchmark::State& state) {
 
 template <typename Remove>
 void treeRemove(benchmark::State& state, Remove remove) {
-    const std::string source = workplace().tree(state.range(0));
+    const std::string source = tree(state.range(0));
     const std::string top = workplace().name("doomed");
     for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
