@@ -110,11 +110,11 @@ private:
 // Entry point and handler are plain functions, so there is one clock that they find.
 Clock* theClock = nullptr;
 
-void SORVEX_SERVICE_CALL handleControl(ServiceNumber code) {
+void SORVEX_CALL handleControl(ServiceNumber code) {
     theClock->control(code);
 }
 
-void SORVEX_SERVICE_CALL enterClock(ServiceNumber count, const char** arguments) {
+void SORVEX_CALL enterClock(ServiceNumber count, const char** arguments) {
     theClock->registerHandler(handleControl);
     theClock->run(count, arguments);
 }

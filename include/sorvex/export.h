@@ -16,8 +16,8 @@
 #define SORVEX_API __declspec(dllimport)
 #endif
 
-/// Stands before the name of a routine that the platform calls. Only 32-bit Windows has a calling
-/// convention of its own for them.
+/// Stands before the name of a routine that the platform calls: of a thread, of a service, of its
+/// controls. Only 32-bit Windows has a calling convention of its own for them.
 #if !defined(__ELF__) && (defined(__i386__) || defined(_M_IX86))
 #define SORVEX_CALL __stdcall
 #else

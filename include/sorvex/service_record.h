@@ -1,5 +1,4 @@
-// The platform's own types of the service interface: its status record, its numbers, its calling
-// convention.
+// The platform's own types of the service interface: its status record and its numbers.
 //
 // On Windows they come from the system's header. Elsewhere the record is declared here, in the
 // global namespace and laid out as the system's, with the values of its fields under the system's
@@ -18,9 +17,6 @@
 #include <windows.h>
 
 #include <winsvc.h>
-
-/// The calling convention of the functions that the platform calls: entry points and handlers.
-#define SORVEX_SERVICE_CALL __stdcall
 
 namespace Sorvex {
 
@@ -43,9 +39,6 @@ struct _SERVICE_STATUS {
     std::uint32_t dwCheckPoint;               ///< grows while a lengthy step makes progress
     std::uint32_t dwWaitHint;                 ///< milliseconds to the next step
 };
-
-/// The calling convention of the functions that the platform calls: entry points and handlers.
-#define SORVEX_SERVICE_CALL
 
 namespace Sorvex {
 

@@ -80,7 +80,7 @@ class SORVEX_API BService {
 public:
     /// A function that takes one control code. The platform calls it on the thread that stays in
     /// BServiceManager::start.
-    using ControlHandler = void(SORVEX_SERVICE_CALL*)(ServiceNumber code);
+    using ControlHandler = void(SORVEX_CALL*)(ServiceNumber code);
 
     /// @param name the name that the service is registered under; null is an empty name
     explicit BService(const char* name);
@@ -134,7 +134,7 @@ class SORVEX_API BServiceManager {
 public:
     /// The entry point of a service: a count of arguments and the arguments, the first of which is
     /// the service's name. The platform calls it on a thread of the service's own.
-    using ServiceEntry = void(SORVEX_SERVICE_CALL*)(ServiceNumber count, const char** arguments);
+    using ServiceEntry = void(SORVEX_CALL*)(ServiceNumber count, const char** arguments);
 
     /// Appends a service to the table. Its name is copied, so the object isn't needed afterwards.
     /// Names are not compared.

@@ -76,12 +76,12 @@ private:
 HostedService* hosted[3];
 
 template <std::size_t index>
-void SORVEX_SERVICE_CALL handle(ServiceNumber code) {
+void SORVEX_CALL handle(ServiceNumber code) {
     hosted[index]->control(code);
 }
 
 template <std::size_t index>
-void SORVEX_SERVICE_CALL enter(ServiceNumber count, const char** arguments) {
+void SORVEX_CALL enter(ServiceNumber count, const char** arguments) {
     hosted[index]->registerHandler(handle<index>).run(count, arguments);
 }
 
