@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <thread>
 
 namespace Sorvex::testing {
 
@@ -15,6 +16,18 @@ inline int stressRounds(int daily, int multiple = 50) {
 /// Longer than anything that works takes, on a busy machine and under a sanitizer too.
 constexpr std::chrono::seconds generousLimit{60};
 constexpr unsigned long generousMilliseconds = 60000;
+
+/// Waits for what comes true a little later, such as the last moment of a thread.
+template <typename Condition>
+bool comesTrue(Condition condition) {
+    const auto limit = std::chrono::steady_clock::now() + generousLimit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 }  // namespace Sorvex::testing
 
