@@ -7,35 +7,19 @@
 
 #include "platform/platform.h"
 
-namespace {
-
-std::vector<Sorvex::platform::DWORD>& sleeps() {
-    static std::vector<Sorvex::platform::DWORD> durations;
-    return durations;
-}
-
-}  // namespace
+static std::vector<Sorvex::platform::DWORD> sleeps;
 
 namespace Sorvex::platform {
 
 void Sleep(DWORD milliseconds) {
-    sleeps().push_back(milliseconds);
+    sleeps.push_back(milliseconds);
 }
 
 }  // namespace Sorvex::platform
 
-namespace {
-
-TEST(OSInterfaceSleep, SleepsOnceInWholeMilliseconds) {
-    for (const unsigned long duration : {0UL, 999UL, 1000UL, 1999UL, 2500000UL, 0xFFFFFFFFUL})
-        Sorvex::OSInterface::sleep(duration);
-    EXPECT_EQ(sleeps(), (std::vector<Sorvex::platform::DWORD>{0, 0, 1, 1, 2500, 4294967}));
+TEST(OSInterfaceSleep, SleepsOnceInWholeMillisecondsAndNarrowsBeforeItDivides) {
+    for (const unsigned long long duration :
+         {999ULL, 1000ULL, 1999ULL, 0xFFFFFFFFULL, 0x1000007D0ULL})
+        Sorvex::OSInterface::sleep(static_cast<unsigned long>(duration));
+    EXPECT_EQ(sleeps, (std::vector<Sorvex::platform::DWORD>{0, 1, 1, 4294967, 2}));
 }
-
-TEST(OSInterfaceSleep, NarrowsBeforeItDivides) {
-    sleeps().clear();
-    Sorvex::OSInterface::sleep(static_cast<unsigned long>(0x100000000ULL + 2000));
-    EXPECT_EQ(sleeps(), (std::vector<Sorvex::platform::DWORD>{2}));
-}
-
-}  // namespace
