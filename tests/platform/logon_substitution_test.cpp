@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <map>
 #include <string>
 
 #include <pwd.h>
@@ -13,14 +12,15 @@
 
 #include "platform/platform.h"
 #include "platform/posix/crypt_library.h"
-#include "support/process_facts.h"
 
 namespace {
 
-using Sorvex::platform::DWORD;
+using namespace Sorvex;
+using platform::DWORD;
 
-struct Record {
-    std::string hash;  // of the password "secret": "H:secret"
+// The only account, "ada".
+struct Account {
+    std::string hash = "H:secret";
     long lastChange = 10000;
     long mostDays = -1;
     long expires = -1;
@@ -28,25 +28,10 @@ struct Record {
     int shadowError = 0;
 };
 
-struct Host {
-    std::map<std::string, Record> accounts;
-    int userError = 0;
-    int hashes = 0;
-    Sorvex::platform::CryptLibrary library;
-};
-
-Host& host() {
-    static Host instance;
-    return instance;
-}
-
-const Record* find(const char* name) {
-    const auto found = host().accounts.find(name);
-    return found == host().accounts.end() ? nullptr : &found->second;
-}
-
-// More than is offered at first.
-constexpr std::size_t largeRecord = 5000;
+Account account;
+int userError = 0;
+int hashes = 0;
+platform::CryptLibrary library;
 
 char* put(char* buffer, const std::string& text) {
     buffer[text.copy(buffer, text.size())] = '\0';
@@ -55,7 +40,7 @@ char* put(char* buffer, const std::string& text) {
 
 // Refuses what doesn't begin with "H:", as the real one refuses what is no hash.
 char* countedHash(const char* password, const char* setting, void* data) {
-    ++host().hashes;
+    ++hashes;
     const bool isKnown = std::strncmp(setting, "H:", 2) == 0;
     return put(static_cast<char*>(data), isKnown ? "H:" + std::string(password) : "*0");
 }
@@ -64,54 +49,47 @@ char* freshSetting(const char*, unsigned long, const char*, int, char* setting, 
     return put(setting, "H:");
 }
 
+// How either lookup ends; a record takes more room than is offered at first.
+template <typename Record>
+int answer(const char* name, std::size_t room, int error, Record* record, Record** result) {
+    const bool isThere = error == 0 && std::strcmp(name, "ada") == 0;
+    const bool fits = room >= 5000;
+    *result = isThere && fits ? record : nullptr;
+    return isThere && !fits ? ERANGE : error;
+}
+
 }  // namespace
 
 extern "C" int getpwnam_r(const char* name, struct passwd* resultbuf, char* buffer, size_t buflen,
                           struct passwd** result) {
-    *result = nullptr;
-    const Record* account = find(name);
-    if (host().userError != 0 || account == nullptr)
-        return host().userError;
-    if (buflen < largeRecord)
-        return ERANGE;
     *resultbuf = {};
-    resultbuf->pw_passwd = put(buffer, account->userField);
-    *result = resultbuf;
-    return 0;
+    resultbuf->pw_passwd = put(buffer, account.userField);
+    return answer(name, buflen, userError, resultbuf, result);
 }
 
 extern "C" int getspnam_r(const char* name, struct spwd* result_buf, char* buffer, size_t buflen,
                           struct spwd** result) {
-    *result = nullptr;
-    const Record* account = find(name);
-    if (account == nullptr || account->shadowError != 0)
-        return account == nullptr ? 0 : account->shadowError;
-    if (buflen < largeRecord)
-        return ERANGE;
     *result_buf = {};
-    result_buf->sp_pwdp = put(buffer, account->hash);
-    result_buf->sp_lstchg = account->lastChange;
-    result_buf->sp_max = account->mostDays;
-    result_buf->sp_expire = account->expires;
-    *result = result_buf;
-    return 0;
+    result_buf->sp_pwdp = put(buffer, account.hash);
+    result_buf->sp_lstchg = account.lastChange;
+    result_buf->sp_max = account.mostDays;
+    result_buf->sp_expire = account.expires;
+    return answer(name, buflen, account.shadowError, result_buf, result);
 }
 
 namespace Sorvex::platform {
 
 CryptLibrary openCryptLibrary() {
-    return host().library;
+    return library;
 }
 
 }  // namespace Sorvex::platform
 
 namespace {
 
-using namespace Sorvex;
-
 DWORD logon(const char* user, const char* password) {
     platform::HANDLE token = nullptr;
-    host().hashes = 0;
+    hashes = 0;
     if (!platform::LogonUserA(user, nullptr, password, 3, 0, &token))
         return platform::GetLastError();
     EXPECT_TRUE(platform::CloseHandle(token));
@@ -123,47 +101,36 @@ DWORD unknownUser() {
     return ::access(_PATH_SHADOW, R_OK) == 0 ? 1326 : 1314;
 }
 
-class Logon : public ::testing::Test {
-protected:
-    void SetUp() override {
-        host() = {};
-        host().library = {true, countedHash, freshSetting};
-    }
-};
-
-TEST_F(Logon, TellsTheStateOfAnAccountToThoseWhoKnowItsPassword) {
+TEST(Logon, TellsTheStateOfAnAccountToThoseWhoKnowItsPassword) {
     const auto today = static_cast<long>(std::time(nullptr) / 86400);
+    const DWORD unknown = unknownUser();
     const struct {
         const char* what;
-        Record account;
-        DWORD right, wrong, empty;
+        Account account;
+        DWORD right, wrong = 1326, empty = 1326;
     } cases[] = {
-        {"usual", {"H:secret"}, 0, 1326, 1326},
-        {"hash of the empty password", {"H:"}, 1326, 1326, 1326},
+        {"usual", {}, 0},
+        {"hash of the empty password", {"H:"}, 1326},
         {"no password", {""}, 1327, 1327, 1327},
-        {"locked", {"!H:secret"}, 1331, 1326, 1326},
+        {"locked", {"!H:secret"}, 1331},
         {"locked without a password", {"!"}, 1331, 1331, 1331},
-        {"never has a password", {"*"}, 1326, 1326, 1326},
-        {"shortened", {"H:secre"}, 1326, 1326, 1326},
-        {"lengthened", {"H:secrets"}, 1326, 1326, 1326},
-        {"expires tomorrow", {"H:secret", 10000, -1, today + 2}, 0, 1326, 1326},
-        {"expired", {"H:secret", 10000, -1, today}, 1793, 1326, 1326},
-        {"expired at once", {"H:secret", 10000, -1, 0}, 1793, 1326, 1326},
-        {"password old enough", {"H:secret", today - 30, 29}, 1330, 1326, 1326},
-        {"password just in time", {"H:secret", today - 30, 31}, 0, 1326, 1326},
-        {"password to be changed", {"H:secret", 0, 99999}, 1330, 1326, 1326},
-        {"locked and expired", {"!H:secret", 0, 1, 1}, 1331, 1326, 1326},
-        {"hash with the user", {"", 0, 0, 0, "H:secret", ENOENT}, 0, 1326, 1326},
-        {"hash with the user alone", {"", 0, 0, 0, "H:secret", EACCES}, 0, 1326, 1326},
-        {"unreadable",
-         {"H:secret", 0, 0, 0, "x", EACCES},
-         unknownUser(),
-         unknownUser(),
-         unknownUser()},
+        {"never has a password", {"*"}, 1326},
+        {"shortened", {"H:secre"}, 1326},
+        {"lengthened", {"H:secrets"}, 1326},
+        {"expires tomorrow", {"H:secret", 10000, -1, today + 2}, 0},
+        {"expired", {"H:secret", 10000, -1, today}, 1793},
+        {"expired at once", {"H:secret", 10000, -1, 0}, 1793},
+        {"password old enough", {"H:secret", today - 30, 29}, 1330},
+        {"password just in time", {"H:secret", today - 30, 31}, 0},
+        {"password to be changed", {"H:secret", 0, 99999}, 1330},
+        {"locked and expired", {"!H:secret", 0, 1, 1}, 1331},
+        {"hash with the user", {"", 0, 0, 0, "H:secret", ENOENT}, 0},
+        {"unreadable", {"H:secret", 0, 0, 0, "x", EACCES}, unknown, unknown, unknown},
     };
+    library = {true, countedHash, freshSetting};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        host().accounts = {{"ada", c.account}};
+        account = c.account;
         EXPECT_EQ(logon("ada", "secret"), c.right);
         EXPECT_EQ(logon("ada", "guess"), c.wrong);
         EXPECT_EQ(logon("ada", ""), c.empty);
@@ -171,27 +138,34 @@ TEST_F(Logon, TellsTheStateOfAnAccountToThoseWhoKnowItsPassword) {
     }
 }
 
-TEST_F(Logon, CostsAtLeastOneHashWhoeverAsks) {
-    host().accounts = {{"ada", {"H:secret"}}, {"daemon", {"*"}}};
+TEST(Logon, CostsAtLeastOneHashWhoeverAsks) {
+    library = {true, countedHash, freshSetting};
+    account = {};
     EXPECT_EQ(logon("ada", "guess"), 1326U);
-    EXPECT_EQ(host().hashes, 1);
-    // The hash that is refused costs nothing, the one made in its place does.
-    EXPECT_EQ(logon("daemon", "guess"), 1326U);
-    EXPECT_EQ(host().hashes, 2);
+    EXPECT_EQ(hashes, 1);
     EXPECT_EQ(logon("nobody knows", "guess"), unknownUser());
-    EXPECT_EQ(host().hashes, unknownUser() == 1326 ? 1 : 0);
+    EXPECT_EQ(hashes, unknownUser() == 1326 ? 1 : 0);
+    // The hash that is refused costs nothing, the one made in its place does.
+    account = {"*"};
+    EXPECT_EQ(logon("ada", "guess"), 1326U);
+    EXPECT_EQ(hashes, 2);
 }
 
-TEST_F(Logon, FailsWithTheCodeOfWhatIsMissing) {
-    host().accounts = {{"ada", {"H:secret"}}};
-    host().userError = EMFILE;
+TEST(Logon, FailsWithTheCodeOfWhatIsMissing) {
+    library = {true, countedHash, freshSetting};
+    account = {};
+    userError = EMFILE;
     EXPECT_EQ(logon("ada", "secret"), ERROR_TOO_MANY_OPEN_FILES);
-    host().userError = 0;
-    host().accounts["ada"].shadowError = EIO;
+    platform::BYTE* list = nullptr;
+    DWORD entries = 0;
+    EXPECT_EQ(platform::NetUserGetGroups(nullptr, u"ada", 0, &list, 99, &entries, &entries),
+              ERROR_TOO_MANY_OPEN_FILES);
+    userError = 0;
+    account.shadowError = EIO;
     EXPECT_EQ(logon("ada", "secret"), ERROR_IO_DEVICE);
-    host().library.hash = nullptr;
+    library.hash = nullptr;
     EXPECT_EQ(logon("ada", "secret"), ERROR_PROC_NOT_FOUND);
-    host().library = {};
+    library = {};
     EXPECT_EQ(logon("ada", "secret"), ERROR_MOD_NOT_FOUND);
 }
 
