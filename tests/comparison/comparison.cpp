@@ -115,10 +115,9 @@ void convertTimes(Generator& generator) {
         time.dwLowDateTime = generator.next();
         time.dwHighDateTime = generator.next() >> generator.below(8);
         platform::SYSTEMTIME calendar{};
-        const bool converted = platform::FileTimeToSystemTime(&time, &calendar) != 0;
         const std::string input = asString("%08x%08x", static_cast<unsigned>(time.dwHighDateTime),
                                            static_cast<unsigned>(time.dwLowDateTime));
-        if (!converted) {
+        if (!platform::FileTimeToSystemTime(&time, &calendar)) {
             print("filetime", input, "(none)");
             continue;
         }
@@ -154,20 +153,12 @@ void useEvents(Generator& generator) {
     std::string history;
     for (int round = 0; round < 1500; ++round) {
         const std::uint32_t operation = generator.below(4);
-        history += "srpw"[operation];
-        switch (operation) {
-            case 0:
-                history += platform::SetEvent(event) ? '1' : '0';
-                break;
-            case 1:
-                history += platform::ResetEvent(event) ? '1' : '0';
-                break;
-            case 2:
-                history += platform::PulseEvent(event) ? '1' : '0';
-                break;
-            default:
-                history += platform::WaitForSingleObject(event, 0) == WAIT_OBJECT_0 ? '1' : '0';
-        }
+        const bool isDone = operation == 0   ? platform::SetEvent(event) != 0
+                            : operation == 1 ? platform::ResetEvent(event) != 0
+                            : operation == 2
+                                ? platform::PulseEvent(event) != 0
+                                : platform::WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
+        history += {"srpw"[operation], isDone ? '1' : '0'};
         if (history.size() == 60) {
             print("event", std::to_string(round), history);
             history.clear();
@@ -177,22 +168,20 @@ void useEvents(Generator& generator) {
 }
 
 void nameEvents() {
-    const std::string longest(259, 'e');
-    for (const std::string& name : {std::string("plain"), std::string("with blank"),
-                                    std::string("a_b"), longest, std::string(260, 'e')}) {
+    for (const std::string& name :
+         {std::string("plain"), std::string("with blank"), std::string("a_b"),
+          std::string(259, 'e'), std::string(260, 'e')}) {
+        std::string results;
+        platform::HANDLE events[2];
         platform::SetLastError(0);
-        platform::HANDLE first = platform::CreateEventA(nullptr, TRUE, FALSE, name.c_str());
-        const unsigned firstError = static_cast<unsigned>(platform::GetLastError());
-        platform::HANDLE second =
-            first == nullptr ? nullptr : platform::CreateEventA(nullptr, TRUE, FALSE, name.c_str());
-        const unsigned secondError = static_cast<unsigned>(platform::GetLastError());
-        print(
-            "named event", std::to_string(name.size()) + name.substr(0, 12),
-            asString("%d %u %d %u", first != nullptr, firstError, second != nullptr, secondError));
-        if (second != nullptr)
-            platform::CloseHandle(second);
-        if (first != nullptr)
-            platform::CloseHandle(first);
+        for (platform::HANDLE& event : events) {
+            event = platform::CreateEventA(nullptr, TRUE, FALSE, name.c_str());
+            results += asString("%d %u ", event != nullptr,
+                                static_cast<unsigned>(platform::GetLastError()));
+        }
+        print("named event", std::to_string(name.size()) + name.substr(0, 12), results);
+        for (platform::HANDLE event : events)
+            platform::CloseHandle(event);
     }
 }
 

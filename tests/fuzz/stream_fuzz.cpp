@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -74,47 +74,30 @@ void repeat(InputStream& input) {
     require(unread(input) == before + before);
 }
 
-void takeNext(InputStream& input, unsigned char type) {
-    switch (type % 14) {
-        case 0:
-            return take<char>(input);
-        case 1:
-            return take<signed char>(input);
-        case 2:
-            return take<unsigned char>(input);
-        case 3:
-            return take<short>(input);
-        case 4:
-            return take<unsigned short>(input);
-        case 5:
-            return take<int>(input);
-        case 6:
-            return take<unsigned int>(input);
-        case 7:
-            return take<long>(input);
-        case 8:
-            return take<unsigned long>(input);
-        case 9:
-            return take<float>(input);
-        case 10:
-            return take<double>(input);
-        case 11:
-            return take<TimeStamp>(input);
-        case 12:
-            return takeText(input);
-        default:
-            return repeat(input);
-    }
-}
+// An input names its types by their places here.
+constexpr void (*steps[])(InputStream&) = {take<char>,
+                                           take<signed char>,
+                                           take<unsigned char>,
+                                           take<short>,
+                                           take<unsigned short>,
+                                           take<int>,
+                                           take<unsigned int>,
+                                           take<long>,
+                                           take<unsigned long>,
+                                           take<float>,
+                                           take<double>,
+                                           take<TimeStamp>,
+                                           takeText,
+                                           repeat};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     InputStream input(data, static_cast<unsigned long>(size));
-    int steps = 0;
-    for (unsigned char type = 0; !input.isEmpty() && steps < 100; ++steps) {
+    unsigned char type = 0;
+    for (int count = 0; !input.isEmpty() && count < 100; ++count) {
         input >> type;
-        takeNext(input, type);
+        steps[type % std::size(steps)](input);
     }
     return 0;
 }
