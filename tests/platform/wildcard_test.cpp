@@ -1,6 +1,7 @@
 #include "platform/posix/wildcard.h"
 
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -11,55 +12,27 @@ using Sorvex::platform::Wildcard;
 TEST(Wildcard, MatchesAsThePlatformDoes) {
     const struct {
         const char* pattern;
-        const char* name;
-        bool expected;
+        std::vector<const char*> taken, refused;
     } cases[] = {
-        {"*", "a", true},
-        {"*", "..", true},
-        {"*.*", "readme", true},
-        {"*.*", "a.b.c", true},
-        {"*.txt", "a.txt", true},
-        {"*.txt", "A.TXT", true},
-        {"*.TXT", "a.txt", true},
-        {"*.txt", "a.txt.txt", true},
-        {"*.txt", "a.txt.bak", false},
-        {"*.txt", "atxt", false},
-        {"*.txt", ".txt", true},
-        {"a*c*e", "abcde", true},
-        {"a*c*e", "abcdef", false},
-        {"*ab", "aab", true},
-        {"?", "a", true},
-        {"?", "ab", false},
-        {"??", "a", true},
-        {"a?.txt", "a.txt", true},
-        {"a?.txt", "ab.txt", true},
-        {"a?.txt", "abc.txt", false},
-        {"a??.txt", "a.txt", true},
-        {"a?b", "ab", false},
-        {"a?b", "a.b", true},
-        {"?*?", "a", true},
-        {"*.", "readme", true},
-        {"*.", "a.txt", false},
-        {"*.", "a.b.", true},
-        {"*.", "..", true},
-        {"a.b*.", "a.bc", true},
-        {"a.b*.", "a.b.c", false},
-        {"a?.", "ab", true},
-        {"a?.", "ab.c", false},
-        {"a.*", "a", true},
-        {"a.*", "a.b", true},
-        {"a.*", "ab", false},
-        {".*", ".profile", true},
-        {".*", "profile", false},
-        {"[a]*", "[A]1", true},
-        {"@*", "`", false},
-        {"\xC4*", "\xE4", false},
-        {"a*\n*", "a\n", true},
-        {"a*", "", false},
+        {"*.*", {"readme", "a.b.c", ".."}, {}},
+        {"*.tXt", {"a.txt", "A.TXT", "a.txt.txt", ".txt"}, {"a.txt.bak", "atxt"}},
+        {"a*c*e", {"abcde", "acdcee"}, {"abcdef", ""}},
+        {"??", {"a", "ab"}, {"abc"}},
+        {"a??.txt", {"a.txt", "ab.txt", "abc.txt"}, {"abcd.txt"}},
+        {"a?b", {"a.b"}, {"ab"}},
+        {"*.", {"readme", "a.b.", ".."}, {"a.txt"}},
+        {"a.b*.", {"a.bc"}, {"a.b.c"}},
+        {"a?.", {"ab"}, {"ab.c"}},
+        {"a.*", {"a", "a.b"}, {"ab"}},
+        {".*", {".profile"}, {"profile"}},
+        {"@[a\xC4]\n*", {"@[A\xC4]\n1"}, {"`[a\xC4]\n", "@{a\xC4]\n", "@[a\xE4]\n"}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.pattern) + " and " + c.name);
-        EXPECT_EQ(Wildcard(c.pattern).matches(c.name), c.expected);
+        SCOPED_TRACE(c.pattern);
+        for (const char* name : c.taken)
+            EXPECT_TRUE(Wildcard(c.pattern).matches(name)) << name;
+        for (const char* name : c.refused)
+            EXPECT_FALSE(Wildcard(c.pattern).matches(name)) << name;
     }
 }
 
@@ -69,7 +42,6 @@ TEST(Wildcard, GoesOverTheEdgeOfAWord) {
         const std::string name(length, 'a');
         EXPECT_TRUE(Wildcard(name + "*").matches(name));
         EXPECT_FALSE(Wildcard(name + "*").matches(name.substr(1)));
-        EXPECT_TRUE(Wildcard(std::string(length, '?') + "*").matches("a"));
         EXPECT_TRUE(Wildcard(std::string(length, '?') + ".b*").matches("a.bc"));
         EXPECT_FALSE(Wildcard(std::string(length, '?') + ".b*").matches(name + "a.bc"));
     }
@@ -77,13 +49,9 @@ TEST(Wildcard, GoesOverTheEdgeOfAWord) {
 
 TEST(Wildcard, TakesNoExponentialTime) {
     std::string pattern;
-    std::string name;
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 60; ++i)
         pattern += "*?.a";
-        name += ".a";
-    }
-    EXPECT_FALSE(Wildcard(pattern + "b").matches(name + name));
-    EXPECT_TRUE(Wildcard(pattern).matches(name + name));
+    EXPECT_FALSE(Wildcard(pattern).matches(std::string(200, '.')));
 }
 
 }  // namespace
