@@ -39,9 +39,12 @@ public:
         if (manner == "pending")
             return report(SERVICE_START_PENDING);
         status().acceptControls(SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PAUSE_CONTINUE);
-        if (manner == "fail")
-            status().setExitCode(1066).setSpecificExitCode(42);
-        report(manner == "fail" ? SERVICE_STOPPED : SERVICE_RUNNING);
+        if (manner != "fail")
+            return report(SERVICE_RUNNING);
+        // Late enough for the dispatcher to wait by then.
+        usleep(50000);
+        status().setExitCode(1066).setSpecificExitCode(42);
+        report(SERVICE_STOPPED);
     }
 
     // Takes a few codes of its own: 128 counts in its check point, 129 hangs, 130 ends the process,
