@@ -260,6 +260,10 @@ bool ThreadRecord::waitForEnd(const Deadline& deadline) noexcept {
     return hasEnded();
 }
 
+bool ThreadRecord::joinAtOnce() noexcept {
+    return currentThread == nullptr && joinAlone();
+}
+
 void ThreadRecord::join() noexcept {
     const Deadline never(INFINITE);
     std::uint32_t state = joinState.load(std::memory_order_acquire);
@@ -278,7 +282,11 @@ bool ThreadRecord::joinAlone() noexcept {
     std::uint32_t state = notJoined;
     if (!joinState.compare_exchange_strong(state, joining))
         return false;
+    // A waiter can't be cancelled, which would leave the others waiting for it.
+    int cancelState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
     pthread_join(thread, nullptr);
+    pthread_setcancelstate(cancelState, nullptr);
     joinState.store(joined, std::memory_order_release);
     futexWakeAll(wordOf(joinState));
     return true;

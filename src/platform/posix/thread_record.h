@@ -35,7 +35,8 @@ ProcessorTimes ownProcessorTimes() noexcept;
 /// That the thread has ended is a word which the thread itself sets: in its last step before the C
 /// library takes it apart, or right before the system call that ends it by force. Who waits only
 /// looks at that word, so a thread that is ended while it waits for another leaves no trace there.
-/// The C library is asked to join only when the thread is at its end and the call can't block.
+/// The C library is asked to join when the thread is at its end and the call can't block, or by
+/// threads that can't be ended.
 class ThreadRecord {
 public:
     ThreadRecord(const ThreadRecord&) = delete;
@@ -50,6 +51,10 @@ public:
 
     /// Waits for the end; false when the deadline passed first.
     bool waitForEnd(const Deadline& deadline) noexcept;
+
+    /// Waits for the end in the C library, which sleeps once where waitForEnd and join sleep twice.
+    /// False when the calling thread might be ended meanwhile, or another joins already.
+    bool joinAtOnce() noexcept;
 
     /// After the end: waits for the short rest, and gives the stack back.
     void join() noexcept;

@@ -36,6 +36,8 @@ public:
     ThreadHandle& operator=(const ThreadHandle&) = delete;
 
     DWORD wait(DWORD milliseconds) override {
+        if (milliseconds == INFINITE && record->joinAtOnce())
+            return WAIT_OBJECT_0;
         if (!record->hasEnded() &&
             (milliseconds == 0 || !record->waitForEnd(Deadline(milliseconds))))
             return WAIT_TIMEOUT;
@@ -139,7 +141,7 @@ bool runningProcessorTimes(const ThreadRecord& record, ProcessorTimes& times) no
     return readProcessorTimes(record.hostId(), times) && !record.hasEnded();
 }
 
-thread_local DWORD knownThreadId = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local DWORD knownThreadId = 0;
 
 void forgetThreadId() {
     knownThreadId = 0;
