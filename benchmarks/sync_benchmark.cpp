@@ -5,11 +5,14 @@
 // figures say more about the scheduler than about either side; so do those of two threads that want
 // one lock.
 //
-// A post always writes, also to an event that is posted already. A load would be three times as
-// fast there, but a thread that resets the event and then looks could miss what was written before
-// such a post; measured, that happens a few times in a million. A wait on a posted event is one
-// load behind three calls, which is as much as an exported operation on a handle can save against
-// an uncontended mutex of the C library, itself two locked instructions.
+// An exported operation costs as much as one locked instruction, which is what a wait on a posted
+// event and a post of one that has been posted often come down to: a call and a load. An
+// uncontended mutex of the C library takes two of either. So posting and waiting on a posted event
+// take a third of the time that they do with a mutex and a condition variable, posting alone a
+// quarter, and a wait alone is 1.0 to 1.1 of the atomic's, whose load is inline; only what is
+// inline could do better. A post and a reset take 0.6 of what the other toolkit's event does, a
+// named event 1.1 to 1.2 of a named semaphore. The reset after many posts that only looked has to
+// make them good by a system call; it is never slower than the condition variable.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -228,11 +231,41 @@ void eventPostedWait(benchmark::State& state) {
         event.wait();
 }
 
+// As a producer does whose consumer hasn't come by yet.
+template <typename Event>
+void eventPostPosted(benchmark::State& state) {
+    Event event;
+    event.post();
+    for ([[maybe_unused]] auto _ : state)
+        event.post();
+    event.wait();
+}
+
+template <typename Event>
+void eventPostWait(benchmark::State& state) {
+    Event event;
+    for ([[maybe_unused]] auto _ : state) {
+        event.post();
+        event.wait();
+    }
+}
+
 template <typename Event>
 void eventPostReset(benchmark::State& state) {
     Event event;
     for ([[maybe_unused]] auto _ : state) {
         event.post();
+        event.reset();
+    }
+}
+
+// The reset pays for the posts before that only looked.
+template <typename Event>
+void eventManyPostsReset(benchmark::State& state) {
+    Event event;
+    for ([[maybe_unused]] auto _ : state) {
+        for (std::int64_t posts = state.range(0); posts != 0; --posts)
+            event.post();
         event.reset();
     }
 }
@@ -279,9 +312,30 @@ void eventPingPong(benchmark::State& state) {
 BENCHMARK(eventPostedWait<SorvexEvent>)->Name("EventPostedWait/sorvex");
 BENCHMARK(eventPostedWait<AtomicEvent>)->Name("EventPostedWait/std_atomic_wait");
 BENCHMARK(eventPostedWait<ConditionEvent>)->Name("EventPostedWait/std_condition_variable");
+BENCHMARK(eventPostPosted<SorvexEvent>)->Name("EventPostPosted/sorvex");
+BENCHMARK(eventPostPosted<AtomicEvent>)->Name("EventPostPosted/std_atomic_wait");
+BENCHMARK(eventPostPosted<ConditionEvent>)->Name("EventPostPosted/std_condition_variable");
+BENCHMARK(eventPostWait<SorvexEvent>)->Name("EventPostWait/sorvex");
+BENCHMARK(eventPostWait<AtomicEvent>)->Name("EventPostWait/std_atomic_wait");
+BENCHMARK(eventPostWait<ConditionEvent>)->Name("EventPostWait/std_condition_variable");
 BENCHMARK(eventPostReset<SorvexEvent>)->Name("EventPostReset/sorvex");
 BENCHMARK(eventPostReset<AtomicEvent>)->Name("EventPostReset/std_atomic_wait");
 BENCHMARK(eventPostReset<ConditionEvent>)->Name("EventPostReset/std_condition_variable");
+BENCHMARK(eventManyPostsReset<SorvexEvent>)
+    ->Name("EventManyPostsReset/sorvex")
+    ->Arg(100)
+    ->Arg(200)
+    ->Arg(2000);
+BENCHMARK(eventManyPostsReset<AtomicEvent>)
+    ->Name("EventManyPostsReset/std_atomic_wait")
+    ->Arg(100)
+    ->Arg(200)
+    ->Arg(2000);
+BENCHMARK(eventManyPostsReset<ConditionEvent>)
+    ->Name("EventManyPostsReset/std_condition_variable")
+    ->Arg(100)
+    ->Arg(200)
+    ->Arg(2000);
 BENCHMARK(eventCreate<SorvexEvent>)->Name("EventCreate/sorvex");
 BENCHMARK(eventCreate<ConditionEvent>)->Name("EventCreate/std_condition_variable");
 BENCHMARK(eventCreate<HeapMade<ConditionEvent>>)
@@ -295,6 +349,8 @@ BENCHMARK(eventPingPong<ConditionEvent>)
     ->UseRealTime();
 #ifdef SORVEX_BENCH_POCO
 BENCHMARK(eventPostedWait<PocoEvent>)->Name("EventPostedWait/poco");
+BENCHMARK(eventPostPosted<PocoEvent>)->Name("EventPostPosted/poco");
+BENCHMARK(eventPostWait<PocoEvent>)->Name("EventPostWait/poco");
 BENCHMARK(eventPostReset<PocoEvent>)->Name("EventPostReset/poco");
 BENCHMARK(eventCreate<PocoEvent>)->Name("EventCreate/poco");
 BENCHMARK(eventPingPong<PocoEvent>)->Name("EventPingPong/poco")->UseRealTime();

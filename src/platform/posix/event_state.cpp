@@ -1,6 +1,9 @@
 #include "platform/posix/event_state.h"
 
+#include <algorithm>
 #include <bit>
+
+#include "platform/posix/process_fence.h"
 
 namespace Sorvex::platform {
 
@@ -13,22 +16,39 @@ static_assert(alignof(EventState) == 8);
 static_assert(std::endian::native == std::endian::little);
 
 // How often in a row this thread has looked in vain before it slept.
-thread_local unsigned lookedInVain = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local unsigned lookedInVain = 0;
 
 // Looking pays where the poster runs on another processor at the same time. Where it does not, it
-// keeps the poster from running, so a thread that has no luck only tries again now and then; then
+// keeps the poster from running, so a thread that has no luck tries again ever more rarely; then
 // for as long as it takes to wake the poster, since two threads that both sleep each time would
 // never find each other awake.
 unsigned worthwhileLooks() noexcept {
     constexpr unsigned patience = 4;
-    constexpr unsigned retryInterval = 64;
+    constexpr unsigned shortestInterval = 64;
+    constexpr unsigned longestInterval = 4096;
     constexpr unsigned retryLength = 8;
     if (lookedInVain < patience)
         return spinLimit();
-    return lookedInVain % retryInterval == 0 ? retryLength * spinLimit() : 0;
+    const unsigned interval =
+        std::bit_floor(std::clamp(lookedInVain, shortestInterval, longestInterval));
+    return lookedInVain % interval == 0 ? retryLength * spinLimit() : 0;
 }
 
 }  // namespace
+
+bool EventState::fencePosts(std::uint64_t& seen) noexcept {
+    if (postsOnlyLook(seen)) {
+        const std::uint64_t stopped = (seen & ~onlyLook) | fenceDue;
+        if (!word.compare_exchange_strong(seen, stopped, std::memory_order_seq_cst,
+                                          std::memory_order_acquire))
+            return false;
+        seen = stopped;
+    }
+    // Others who end the generation meanwhile don't rely on this fence, whose thread may be killed
+    // on the way, but make their own.
+    fenceProcess();
+    return true;
+}
 
 DWORD EventState::waitForEnd(std::uint32_t generation, DWORD milliseconds,
                              Sharing sharing) noexcept {

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <typeinfo>
 #include <utility>
 
 #include "platform/posix/errors.h"
@@ -14,6 +13,7 @@
 #include "platform/posix/handles.h"
 #include "platform/posix/happens_before.h"
 #include "platform/posix/named_events.h"
+#include "platform/posix/process_fence.h"
 
 namespace Sorvex::platform {
 
@@ -28,18 +28,26 @@ void* orderKey(std::uint64_t identity) noexcept {
 // A handle on an event: one of its own, or the one of all who hold the name.
 class Event final : public HandleObject {
 public:
-    explicit Event(BOOL posted) noexcept : state(&own), key(&own) {
+    explicit Event(BOOL posted) noexcept
+        : HandleObject(Kind::event),
+          state(&own),
+          key(&own),
+          sharing(Sharing::process),
+          repeats(canFenceProcess() ? EventState::Repeats::soonOnlyLook
+                                    : EventState::Repeats::write) {
         if (posted)
-            own.post(Sharing::process);
+            own.post(sharing, repeats);
     }
 
     explicit Event(std::unique_ptr<NamedEvent> joined) noexcept
-        : named(std::move(joined)),
+        : HandleObject(Kind::event),
+          named(std::move(joined)),
           state(&named->state()),
           key(orderKey(named->identity())),
-          sharing(Sharing::machine) {}
+          sharing(Sharing::machine),
+          repeats(EventState::Repeats::write) {}
 
-    DWORD wait(DWORD milliseconds) override {
+    DWORD wait(DWORD milliseconds) noexcept override {
         const DWORD result = state->wait(milliseconds, sharing);
         orderAfter(key);
         return result;
@@ -48,7 +56,7 @@ public:
     // What is touched comes before the post: the thread that it lets through may close the handle.
     void post() noexcept {
         orderBefore(key);
-        state->post(sharing);
+        state->post(sharing, repeats);
     }
 
     void pulse() noexcept {
@@ -63,12 +71,13 @@ private:
     std::unique_ptr<NamedEvent> named;
     EventState* state;
     void* key;
-    Sharing sharing = Sharing::process;
+    const Sharing sharing;
+    const EventState::Repeats repeats;
 };
 
 Event* eventOf(HANDLE handle) noexcept {
     auto* const object = static_cast<HandleObject*>(handle);
-    if (object == nullptr || typeid(*object) != typeid(Event)) {
+    if (object == nullptr || object->objectKind != HandleObject::Kind::event) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
@@ -165,6 +174,10 @@ BOOL PulseEvent(HANDLE event) {
         return FALSE;
     object->pulse();
     return TRUE;
+}
+
+DWORD waitForEvent(HandleObject& event, DWORD milliseconds) {
+    return static_cast<Event&>(event).wait(milliseconds);
 }
 
 }  // namespace Sorvex::platform

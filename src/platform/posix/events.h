@@ -2,6 +2,7 @@
 #ifndef SORVEX_PLATFORM_POSIX_EVENTS_H
 #define SORVEX_PLATFORM_POSIX_EVENTS_H
 
+#include "platform/posix/handles.h"
 #include "platform/posix/types.h"
 
 namespace Sorvex {
@@ -34,6 +35,9 @@ BOOL ResetEvent(HANDLE event);
 
 /// Lets through the threads that wait at this moment, and leaves the event not posted.
 BOOL PulseEvent(HANDLE event);
+
+/// What WaitForSingleObject does with an event.
+DWORD waitForEvent(HandleObject& event, DWORD milliseconds);
 
 }  // namespace Sorvex::platform
 

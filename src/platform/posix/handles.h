@@ -2,6 +2,8 @@
 #ifndef SORVEX_PLATFORM_POSIX_HANDLES_H
 #define SORVEX_PLATFORM_POSIX_HANDLES_H
 
+#include <cstdint>
+
 #include "platform/posix/types.h"
 
 namespace Sorvex {
@@ -18,7 +20,10 @@ namespace Sorvex::platform {
 /// The object behind a HANDLE: a HANDLE is a pointer to this base. Its destructor closes it.
 class HandleObject {
 public:
-    HandleObject() = default;
+    /// Tells events from the rest faster than the type information does.
+    enum class Kind : std::uint8_t { other, event };
+
+    explicit HandleObject(Kind ofObject = Kind::other) noexcept : objectKind(ofObject) {}
     virtual ~HandleObject();
 
     HandleObject(const HandleObject&) = delete;
@@ -27,6 +32,8 @@ public:
     /// Waits as WaitForSingleObject tells. What can't be waited for fails with
     /// ERROR_INVALID_HANDLE.
     virtual DWORD wait(DWORD milliseconds);
+
+    const Kind objectKind;
 };
 
 /// Waits until the object is signalled, at most the given milliseconds (INFINITE: without limit).
