@@ -6,7 +6,6 @@
 
 import calendar
 import datetime
-import struct
 
 EPOCH = 2440588 - datetime.date(1970, 1, 1).toordinal()
 FIRST, LAST = datetime.date(100, 1, 1), datetime.date(9999, 12, 31)
@@ -41,16 +40,15 @@ def year_ago(date):
     return number_by_entry(year, date.month, min(date.day, length_of(year, date.month)))
 
 
-def checksum(first, last):
-    """FNV-1a over what the accessors give for each day."""
+def checksum():
+    """FNV-1a, of 32 bits at a time, over what the accessors give for each day."""
     value = 2166136261
-    for ordinal in range(first.toordinal(), last.toordinal() + 1):
+    for ordinal in range(FIRST.toordinal(), LAST.toordinal() + 1):
         date = datetime.date.fromordinal(ordinal)
-        record = struct.pack(
-            "<IBBBHII", date.year, date.month, date.day, date.isoweekday(),
-            date.timetuple().tm_yday, month_ago(date), year_ago(date))
-        for byte in record:
-            value = (value ^ byte) * 16777619 & 0xFFFFFFFF
+        for part in (date.year, date.month, date.day, date.isoweekday(), date.timetuple().tm_yday,
+                     length_of(date.year, date.month), 366 if calendar.isleap(date.year) else 365,
+                     month_ago(date), year_ago(date)):
+            value = (value ^ part) * 16777619 & 0xFFFFFFFF
     return value
 
 
@@ -61,13 +59,13 @@ def beyond(number):
     return date.year + CYCLE_YEARS * cycles, date.month, date.day, date.isoweekday()
 
 
-FORMATS = ["%a %A %b %B %d", "%j %U %W %w", "%I:%M:%S %p", "%y-%m-%d %H %%"]
+FORMAT = "%a %A %b %B %d %j %U %W %w %I:%M:%S %p %y-%m-%d %H %%"
 STAMPS = [datetime.datetime(2003, 9, 17, 14, 5, 9), datetime.datetime(2004, 2, 29, 0, 0, 0),
           datetime.datetime(2000, 12, 31, 23, 59, 59), datetime.datetime(2005, 1, 1, 12, 0, 0)]
 
 
 def quoted(text):
-    return '"' + text.replace("\\", "\\\\").replace("\n", "\\n").replace("\t", "\\t") + '"'
+    return '"' + text + '"'
 
 
 def main():
@@ -78,34 +76,25 @@ def main():
     print("#include <cstdint>\n")
     print("namespace Sorvex::testing {\n")
 
-    print("// For each century: its first and last day, and an FNV-1a checksum over each day's year")
-    print("// (4 bytes), month, day, weekday (1 each), day of the year (2), and the numbers of the days")
-    print("// a month and a year ago (4 each), all little-endian.")
-    print("inline constexpr struct { std::uint32_t first, last, checksum; } centuries[] = {")
-    for century in range(1, 100):
-        first = datetime.date(100 * century, 1, 1)
-        last = min(datetime.date(100 * century + 99, 12, 31), LAST)
-        print(f"    {{{number_of(first)}, {number_of(last)}, 0x{checksum(first, last):08x}}},")
-    print("};\n")
+    print("// The days of 99 centuries, and an FNV-1a checksum, of 32 bits at a time, over each one's")
+    print("// year, month, day, weekday, day of the year, length of the month and of the year, and the")
+    print("// numbers of the days a month and a year ago.")
+    print(f"inline constexpr unsigned long firstDay = {number_of(FIRST)};")
+    print(f"inline constexpr unsigned long lastDay = {number_of(LAST)};")
+    print(f"inline constexpr std::uint32_t checksumOfDays = 0x{checksum():08x};\n")
 
     print("// Days from 0000-03-01 to the highest: number, year, month, day, weekday.")
     print("inline constexpr std::uint32_t distantDays[][5] = {")
-    numbers = list(range(1721120, HIGHEST, 26843551)) + [HIGHEST]
-    for number in numbers:
+    for number in [1721120, number_of(FIRST) - 1, *range(1 << 28, HIGHEST, 1 << 28), HIGHEST]:
         print("    {%s}," % ", ".join(str(part) for part in (number, *beyond(number))))
     print("};\n")
 
-    print("// Stamps in the text forms of the \"C\" locale.")
-    print("inline constexpr struct {")
-    print("    unsigned int year, month, day, hour, minute, second;")
-    print("    const char* format;")
-    print("    const char* text;")
-    print("} texts[] = {")
+    print("// Days and seconds in the text forms of the \"C\" locale.")
+    print(f"inline constexpr const char* textFormat = {quoted(FORMAT)};")
+    print("inline constexpr struct { unsigned long number, seconds; const char* text; } texts[] = {")
     for stamp in STAMPS:
-        for form in FORMATS:
-            fields = (stamp.year, stamp.month, stamp.day, stamp.hour, stamp.minute, stamp.second)
-            print("    {%s, %s, %s}," % (", ".join(map(str, fields)), quoted(form),
-                                        quoted(stamp.strftime(form))))
+        seconds = (stamp.hour * 60 + stamp.minute) * 60 + stamp.second
+        print(f"    {{{number_of(stamp)}, {seconds}, {quoted(stamp.strftime(FORMAT))}}},")
     print("};\n")
     print("}  // namespace Sorvex::testing\n")
     print("#endif")

@@ -1,163 +1,201 @@
 #include <sorvex/timestamp.h>
 
-#include <string>
+#include <cstdint>
+#include <ctime>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
+#include "time/calendar_vectors.h"
+
 namespace {
 
+using namespace Sorvex::testing;
 using Sorvex::TimeStamp;
 
+static_assert(std::is_trivially_copyable_v<TimeStamp> && sizeof(TimeStamp) == 8);
+
+constexpr unsigned long wholeDay = 86400000;
+constexpr unsigned long most = 4294967295;
+
+// A number of which no bit counts: 0 itself where a long has no more than 32.
+constexpr auto beyond = static_cast<unsigned long>(1ULL << 32);
+
+TimeStamp date(unsigned int year, unsigned int month, unsigned int dayOfMonth) {
+    return TimeStamp(year, month, dayOfMonth, 0, 0, 0, 0);
+}
+
 /// Opens the conversions that are meant for derived classes.
-struct Calendar : TimeStamp {
+struct Conversions : TimeStamp {
     using TimeStamp::gregorianToJulian;
     using TimeStamp::julianToGregorian;
     using TimeStamp::toMilliseconds;
 };
 
-TimeStamp date(unsigned int year, unsigned int month, unsigned int day) {
-    return TimeStamp(year, month, day, 0, 0, 0, 0);
+TEST(Calendar, AgreesWithAnotherOnEveryDayOf99Centuries) {
+    std::uint32_t checksum = 2166136261U;
+    for (unsigned long number = firstDay; number <= lastDay; ++number) {
+        const TimeStamp stamp(number, 0);
+        const unsigned long sameDayLastMonth = stamp.monthAgo().julianDate();
+        const unsigned long sameDayLastYear = stamp.yearAgo(1).julianDate();
+        const unsigned long parts[] = {stamp.year(),       stamp.month(),     stamp.day(),
+                                       stamp.dayOfWeek(),  stamp.dayOfYear(), stamp.daysInMonth(),
+                                       stamp.daysInYear(), sameDayLastMonth,  sameDayLastYear};
+        for (const unsigned long part : parts)
+            checksum = (checksum ^ static_cast<std::uint32_t>(part)) * 16777619U;
+        ASSERT_EQ(TimeStamp(stamp.year(), stamp.month(), stamp.day(), 0, 0, 0, 0), stamp);
+    }
+    EXPECT_EQ(checksum, checksumOfDays);
 }
 
-std::string dateText(const TimeStamp& stamp) {
-    return std::to_string(stamp.year()) + "-" + std::to_string(stamp.month()) + "-" +
-           std::to_string(stamp.day());
+TEST(Calendar, AgreesWithAnotherFromTheLowestToTheHighestDay) {
+    for (const auto& [number, year, month, day, weekday] : distantDays) {
+        SCOPED_TRACE(number);
+        unsigned int parts[3] = {};
+        Conversions::julianToGregorian(number, parts[0], parts[1], parts[2]);
+        EXPECT_EQ(parts[0], year);
+        EXPECT_EQ(parts[1], month);
+        EXPECT_EQ(parts[2], day);
+        EXPECT_EQ(TimeStamp(number, 0UL).dayOfWeek(), weekday);
+        // A year below 100 can't be entered.
+        EXPECT_TRUE(year < 100 || TimeStamp(year, month, day, 0, 0, 0, 0).julianDate() == number);
+    }
 }
 
-static_assert(std::is_trivially_copyable_v<TimeStamp> && sizeof(TimeStamp) == 8);
-static_assert(!std::has_virtual_destructor_v<TimeStamp>);
-
-TEST(TimeStamp, KnowsLandmarks) {
+TEST(TimeStamp, AddsFieldsOutOfRangeOnAndTakesTwoDigitYearsForThe1900s) {
     const struct {
         unsigned int year, month, day;
-        unsigned long number;
-        unsigned int dayOfWeek, dayOfYear, daysInMonth, daysInYear;
-    } cases[] = {
-        {1970, 1, 1, 2440588, 4, 1, 31, 365},     {2003, 9, 17, 2452900, 3, 260, 30, 365},
-        {1900, 1, 1, 2415021, 1, 1, 31, 365},     {1999, 1, 1, 2451180, 5, 1, 31, 365},
-        {2000, 12, 31, 2451910, 7, 366, 31, 366}, {2004, 2, 29, 2453065, 7, 60, 29, 366},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.number);
-        const TimeStamp stamp = date(c.year, c.month, c.day);
-        EXPECT_EQ(stamp.julianDate(), c.number);
-        EXPECT_EQ(stamp.dayOfWeek(), c.dayOfWeek);
-        EXPECT_EQ(stamp.dayOfYear(), c.dayOfYear);
-        EXPECT_EQ(stamp.daysInMonth(), c.daysInMonth);
-        EXPECT_EQ(stamp.daysInYear(), c.daysInYear);
-        EXPECT_EQ(dateText(stamp), dateText(TimeStamp(c.number, 0)));
-    }
-}
-
-TEST(TimeStamp, TakesTwoDigitYearsForThe1900s) {
-    EXPECT_EQ(Calendar::gregorianToJulian(99, 1, 1), 2451180UL);
-    EXPECT_EQ(Calendar::gregorianToJulian(0, 1, 1), 2415021UL);
-    EXPECT_EQ(Calendar::gregorianToJulian(100, 1, 1), 1757585UL);
-    EXPECT_EQ(date(3, 5, 6).year(), 1903U);
-    EXPECT_TRUE(TimeStamp::isLeapYear(0));
-}
-
-TEST(TimeStamp, ConvertsFromTheFirstToTheLastDayOfItsRange) {
-    const struct {
-        unsigned long number;
         const char* text;
-    } cases[] = {{1721120, "0-3-1"},
-                 {1757584, "99-12-31"},
-                 {1757585, "100-1-1"},
-                 {5373484, "9999-12-31"},
-                 {1075462942, "2939805-6-4"}};
+    } cases[] = {{2003, 2, 30, "2003-03-02"}, {2003, 1, 32, "2003-02-01"},
+                 {2003, 1, 0, "2002-12-31"},  {2003, 13, 1, "2004-01-01"},
+                 {2003, 14, 1, "2004-02-01"}, {2003, 0, 1, "2002-12-01"},
+                 {0, 1, 1, "1900-01-01"},     {99, 12, 31, "1999-12-31"}};
     for (const auto& c : cases) {
-        unsigned int year = 0;
-        unsigned int month = 0;
-        unsigned int day = 0;
-        Calendar::julianToGregorian(c.number, year, month, day);
-        EXPECT_EQ(dateText(TimeStamp(c.number, 0)), c.text);
-        EXPECT_EQ(std::to_string(year) + "-" + std::to_string(month) + "-" + std::to_string(day),
-                  c.text);
+        const TimeStamp stamp(c.year, c.month, c.day, 0, 0, 0, 0);
+        EXPECT_EQ(stamp.asString("%Y-%m-%d"), c.text);
+        EXPECT_EQ(TimeStamp(stamp).setDate(0).setDate(c.year, c.month, c.day), stamp);
+        EXPECT_EQ(Conversions::gregorianToJulian(c.year, c.month, c.day), stamp.julianDate());
     }
-}
-
-TEST(TimeStamp, KnowsTheLengthOfMonths) {
-    EXPECT_EQ(TimeStamp::daysInMonth(2003, 2), 28U);
-    EXPECT_EQ(TimeStamp::daysInMonth(2004, 2), 29U);
-    EXPECT_EQ(TimeStamp::daysInMonth(1900, 2), 28U);
-    EXPECT_EQ(TimeStamp::daysInMonth(2000, 2), 29U);
-    EXPECT_EQ(TimeStamp::daysInMonth(2003, 12), 31U);
+    EXPECT_EQ(TimeStamp(0L).setDate(3, 60).asString("%Y-%m-%d"), "1903-03-01");
+    // The length of a year is that of the year itself.
+    EXPECT_TRUE(TimeStamp::isLeapYear(0));
     for (const unsigned int month : {0U, 13U, 0xFFFFFFFFU})
         EXPECT_EQ(TimeStamp::daysInMonth(2003, month), 0U);
 }
 
-TEST(TimeStamp, AddsFieldsOutOfRangeOn) {
-    const struct {
-        unsigned int year, month, day;
-        const char* text;
-    } cases[] = {{2003, 2, 30, "2003-3-2"}, {2003, 1, 32, "2003-2-1"}, {2003, 1, 0, "2002-12-31"},
-                 {2003, 13, 1, "2004-1-1"}, {2003, 14, 1, "2004-2-1"}, {2003, 0, 1, "2002-12-1"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(dateText(date(c.year, c.month, c.day)), c.text);
-        EXPECT_EQ(dateText(TimeStamp(0L).setDate(c.year, c.month, c.day)), c.text);
-    }
-    EXPECT_EQ(dateText(TimeStamp(0L).setDate(2004, 60)), "2004-2-29");
-    EXPECT_EQ(dateText(TimeStamp(0L).setDate(2003, 60)), "2003-3-1");
-}
-
 TEST(TimeStamp, SetsDateAndTimeApart) {
     TimeStamp stamp(2003, 9, 17, 14, 5, 9, 250);
-    stamp.setDate(2000, 1, 1).setDate(2000, 32);
+    stamp.setDate(2000, 32);
     EXPECT_EQ(stamp.asMilliseconds(), 50709250UL);
-    stamp.setTime(12, 0, 30, 500);
-    EXPECT_EQ(stamp.asMilliseconds(), 43230500UL);
-    EXPECT_EQ(stamp.asSeconds(), 43230UL);
-    EXPECT_EQ(stamp.second(), 30U);
-    EXPECT_EQ(stamp.millisecond(), 500U);
-    EXPECT_EQ(dateText(stamp), "2000-2-1");
-    stamp.setTime(25, 0, 0, 0);
-    EXPECT_EQ(stamp.asMilliseconds(), 90000000UL);
+    EXPECT_EQ(stamp.asSeconds(), 50709UL);
+    EXPECT_EQ(stamp.millisecond(), 250U);
+    stamp.setTime(25, 0, 0, 1);
+    EXPECT_EQ(stamp.asMilliseconds(), 90000001UL);
     EXPECT_EQ(stamp.hour(), 25U);
-    EXPECT_EQ(dateText(stamp), "2000-2-1");
-    EXPECT_EQ(Calendar::toMilliseconds(1, 2, 3, 4), 3723004UL);
+    EXPECT_EQ(stamp.asString("%Y-%m-%d"), "2000-02-01");
+    EXPECT_EQ(Conversions::toMilliseconds(1, 2, 3, 4), 3723004UL);
 }
 
-TEST(TimeStamp, ConvertsSecondsIn32Bits) {
-    for (const long seconds : {0L, 1L, 86399L, 86400L, 1063807509L, 2147483647L})
+TEST(TimeStamp, CountsSecondsIn32Bits) {
+    for (const long seconds : {0L, 86399L, 86400L, 2147483647L})
         EXPECT_EQ(TimeStamp(seconds).asTime_t(), seconds);
-    const TimeStamp negative(-1L);
-    EXPECT_EQ(negative.julianDate(), 2440588UL);
-    EXPECT_EQ(negative.asMilliseconds(), 4294966296UL);
+    EXPECT_EQ(TimeStamp(-1L), TimeStamp(2440588UL, 4294966296UL));
     EXPECT_EQ(TimeStamp(2440588UL, 90061999UL).asTime_t(), 90061L);
     // 1901-12-13 is as far back as 32 bits reach; what lies before wraps.
     EXPECT_EQ(TimeStamp(1901, 12, 13, 20, 45, 52, 0).asTime_t(), -2147483647L - 1);
     EXPECT_EQ(TimeStamp(1901, 12, 13, 20, 45, 51, 0).asTime_t(), 2147483647L);
-}
-
-TEST(TimeStamp, NarrowsWideNumbersOnEntry) {
-    if constexpr (sizeof(long) > 4) {
-        constexpr auto beyond = static_cast<unsigned long>(1ULL << 32);
-        EXPECT_EQ(TimeStamp(static_cast<long>(beyond)), TimeStamp(0L));
-        EXPECT_EQ(TimeStamp(beyond + 7, beyond + 9), TimeStamp(7UL, 9UL));
-        const TimeStamp stamp(7UL, 9UL);
-        EXPECT_EQ(stamp + beyond, stamp);
-        EXPECT_EQ(stamp - beyond, stamp);
-        EXPECT_EQ(stamp.secondsAgo(beyond), stamp);
-        EXPECT_EQ(stamp.secondsAhead(beyond + 1), TimeStamp(7UL, 1000UL));
-        EXPECT_EQ(stamp.dayAgo(beyond), stamp);
-        EXPECT_EQ(stamp.dayAhead(beyond), stamp);
-        EXPECT_EQ(date(2003, 6, 15).yearAgo(beyond), date(2003, 6, 15));
-    }
+    EXPECT_EQ(TimeStamp(static_cast<long>(beyond)), TimeStamp(0L));
+    EXPECT_EQ(TimeStamp(beyond + 7, beyond + 9), TimeStamp(7UL, 9UL));
 }
 
 TEST(TimeStamp, ReadsOnlyTheSixFieldsOfABrokenDownTime) {
-    std::tm time{};
-    time.tm_year = 103;
-    time.tm_mon = 8;
-    time.tm_mday = 17;
-    time.tm_hour = 14;
-    time.tm_min = 5;
-    time.tm_sec = 9;
+    const std::time_t seconds = 1063807509;
+    std::tm time = *std::gmtime(&seconds);
     time.tm_isdst = 1;
     time.tm_yday = 999;
     EXPECT_EQ(TimeStamp(time, 250), TimeStamp(2003, 9, 17, 14, 5, 9, 250));
+}
+
+TEST(Clock, CountsUtcAndTellsTheLocalTimeAsTheHostDoes) {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const std::time_t before = std::time(nullptr);
+        const TimeStamp utc = TimeStamp::system();
+        const TimeStamp local;
+        const TimeStamp set = TimeStamp(0UL, 0UL).setAsNow();
+        const TimeStamp expected(*std::localtime(&before), set.millisecond());
+        // The host's whole seconds come from a coarser clock, which can be a moment behind.
+        if (before != std::time(nullptr) || set.second() != expected.second())
+            continue;
+        EXPECT_EQ(utc.asTime_t(), before);
+        EXPECT_EQ(set, expected);
+        EXPECT_LE(set - local, TimeStamp(0UL, 999UL));
+        return;
+    }
+    FAIL() << "no second lasts";
+}
+
+TEST(TimeStampArithmetic, MovesInThirtyTwoBitsThatWrap) {
+    const TimeStamp noon(8UL, wholeDay / 2 + 750);
+    const TimeStamp outside(8UL, 90000000UL);
+    const TimeStamp june = date(2003, 6, 15);
+    const TimeStamp leap = date(2004, 2, 29) + 4711;
+    const struct {
+        const char* what;
+        TimeStamp result;
+        TimeStamp expected;
+    } cases[] = {
+        {"back days and more", TimeStamp(8UL, 5UL) - (3 * wholeDay + 6),
+         TimeStamp(4UL, wholeDay - 1)},
+        {"back the most", TimeStamp(40UL, 0UL) - most, TimeStamp(most - 9, 25032705UL)},
+        {"from outside the day", outside + 0, TimeStamp(9UL, 3600000UL)},
+        {"back outside the day", outside - 1, TimeStamp(8UL, 89999999UL)},
+        {"a sum that wraps", TimeStamp(7UL, 1UL) + most, TimeStamp(7UL, 0UL)},
+        {"milliseconds beyond", noon + beyond - beyond, noon},
+        {"days", outside.dayAgo(9), TimeStamp(most, 90000000UL)},
+        {"days that wrap", outside.dayAhead(most), TimeStamp(7UL, 90000000UL)},
+        {"days beyond", noon.dayAgo(beyond).dayAhead(beyond), noon},
+        {"a second, borrowed", TimeStamp(8UL, 500UL).secondsAgo(1),
+         TimeStamp(7UL, wholeDay - 1000)},
+        {"a second ago", TimeStamp(8UL, 1500UL).secondsAgo(1), TimeStamp(8UL, 500UL)},
+        {"two days ago", noon.secondsAgo(172799), TimeStamp(6UL, wholeDay / 2 + 1000)},
+        {"no seconds ahead", noon.secondsAhead(0), TimeStamp(8UL, wholeDay / 2)},
+        {"a second ahead", TimeStamp(8UL, wholeDay - 100).secondsAhead(1), TimeStamp(9UL, 0UL)},
+        {"seconds that wrap", TimeStamp(8UL, 5000UL).secondsAhead(most), TimeStamp(8UL, 4000UL)},
+        {"seconds beyond", noon.secondsAgo(beyond).secondsAhead(beyond + 1), noon + 250},
+        {"a month ago", leap.monthAgo(), date(2004, 1, 31) + 4711},
+        {"a leap day ago", leap.yearAgo(1), date(2003, 2, 28) + 4711},
+        {"to a year of two digits", june.yearAgo(1904), date(1999, 6, 15)},
+        {"to the year 0", june.yearAgo(2003), date(1901, 6, 15)},
+        {"to before all years", june.yearAgo(most), date(1901, 6, 15)},
+        {"years beyond", june.yearAgo(beyond), june},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(c.result.julianDate(), c.expected.julianDate());
+        EXPECT_EQ(c.result.asMilliseconds(), c.expected.asMilliseconds());
+    }
+}
+
+TEST(TimeStampArithmetic, GivesSpansThatAddUpAndOrdersByDayAndThenByTime) {
+    const TimeStamp stamps[] = {TimeStamp(0UL, 0UL), TimeStamp(0UL, wholeDay - 1),
+                                TimeStamp(1UL, 0UL), TimeStamp(1UL, 1UL), TimeStamp(most, 0UL)};
+    for (const TimeStamp& left : stamps) {
+        for (const TimeStamp& right : stamps) {
+            EXPECT_EQ(right + (left - right), left);
+            EXPECT_EQ(left - (left - right), right);
+            const auto order = &left - &right;
+            EXPECT_EQ(left < right, order < 0);
+            EXPECT_EQ(left > right, order > 0);
+            EXPECT_EQ(left <= right, order <= 0);
+            EXPECT_EQ(left >= right, order >= 0);
+            EXPECT_EQ(left == right, order == 0);
+            EXPECT_EQ(left != right, order != 0);
+        }
+    }
+    EXPECT_EQ(stamps[2] - stamps[1], TimeStamp(0UL, 1UL));
+    EXPECT_EQ(stamps[1] - stamps[2], TimeStamp(most, wholeDay - 1));
+    TimeStamp itself = stamps[3];
+    EXPECT_EQ(itself -= itself, stamps[0]);
 }
 
 }  // namespace
