@@ -1,190 +1,220 @@
 #include <sorvex/messagefile.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
+#include <sorvex/bstring.h>
 
 #include "support/temporary_directory.h"
 
 namespace {
 
+using Sorvex::asString;
 using Sorvex::MessageFile;
 using Sorvex::testing::TemporaryDirectory;
+using namespace std::string_literals;
 
 /// A catalogue of these lines, made and read.
-class Catalogue : private TemporaryDirectory, public MessageFile {
-public:
+struct Catalogue : TemporaryDirectory, MessageFile {
     explicit Catalogue(const std::string& contents)
         : MessageFile(file("messages.txt", contents).c_str()) {}
-
-    void rereadWith(const std::string& contents) {
-        file("messages.txt", contents);
-        readFile();
-    }
+    using MessageFile::readFile;
 };
 
 TEST(MessageFile, ReadsTheEntryOfALine) {
-    const struct {
-        const char* what;
-        std::string line;
-        const char* key;
-        const char* text;
-    } cases[] = {
-        {"plain", "KEY = text", "KEY", "text"},
-        {"no blanks", "KEY=text", "KEY", "text"},
-        {"blanks of all kinds", " \t KEY \t = \t a  b \t\r", "KEY", "a  b"},
-        {"further separators", "K=V=W", "K", "V=W"},
-        {"comment signs in the text", "K=http://here // there", "K", "http://here // there"},
-        {"a single slash", "/K=V", "/K", "V"},
-        {"a blank between slashes", "/ /K=V", "/ /K", "V"},
-        {"a blank in the key", "A B=V", "A B", "V"},
-        {"high bytes", "\xC4=\xE4", "\xC4", "\xE4"},
-        {"a NUL in the key", std::string("K \0L=V", 6), "K", "V"},
-        {"a NUL in the text", std::string("K=V \0W", 6), "K", "V"},
-        {"a NUL in both", std::string("K\0L=V\0W", 7), "K", "V"},
-        {"nothing behind the separator", "K =", "K", ""},
-        {"a comment", "//K=V", "//K", ""},
-        {"a comment indented", " \t//K=V", "//K", ""},
-        {"no separator", "Some words", "Some words", ""},
-        {"the separator first", " = stray", "", ""},
+    const std::string longKey(100000, 'k');
+    const std::string longText(4000, 'v');
+    const std::string cases[][3] = {
+        {" \t KEY \t = \t a  b \t\r", "KEY", "a  b"},
+        {"A B=V=http://W // X", "A B", "V=http://W // X"},
+        {"/ /\xC4=\xE4", "/ /\xC4", "\xE4"},
+        {"K \0L=V \0W"s, "K", "V"},
+        {"K=first\nk=small\n\n//K=comment\nK=last", "K", "last"},
+        {" \t//K=V", "//K", ""},
+        {"Some words", "Some words", ""},
+        {" = stray", "", ""},
+        {longKey + "=" + longText, longKey, longText},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        for (const char* end : {"", "\n", "\r\n", "\nX=Y\n"}) {
-            Catalogue catalogue(c.line + end);
-            EXPECT_EQ(catalogue.text(c.key), c.text);
-        }
+    for (const auto& [line, key, text] : cases) {
+        for (const char* end : {"", "\n", "\r\n", "\nX=Y\n"})
+            EXPECT_EQ(Catalogue(line + end).text(key.c_str()), text) << line;
     }
 }
 
-TEST(MessageFile, TakesTheLastLineOfAKeyAndTellsCaseApart) {
-    Catalogue catalogue("K=first\nk=small\n\n// K=comment\nK=last");
-    EXPECT_EQ(catalogue.text("K"), "last");
-    EXPECT_EQ(catalogue.text("k"), "small");
-}
-
-TEST(MessageFile, ReadsLinesOfAnyLength) {
-    const std::string key(1000000, 'k');
-    const std::string value(4000, 'v');
-    Catalogue catalogue("A=1\n" + key + "=" + value + "\n" + std::string(1000000, ' ') + "B=2\n");
-    EXPECT_EQ(catalogue.text("A"), "1");
-    EXPECT_EQ(catalogue.text(key.c_str()), value);
-    EXPECT_EQ(catalogue.text("B"), "2");
-}
-
-TEST(MessageFile, IsEmptyWithoutAReadableFile) {
-    const TemporaryDirectory directory;
-    for (const std::string& name : {directory.name("missing"), directory.name(), std::string()}) {
-        MessageFile catalogue(name.c_str());
-        EXPECT_EQ(catalogue.text("K"), "");
-        catalogue.addText("K", "added");
-        EXPECT_EQ(catalogue.text("K"), "added");
-    }
-}
-
-TEST(MessageFile, ReadsAgainOverWhatIsThere) {
+TEST(MessageFile, ReadsOverWhatIsThere) {
     Catalogue catalogue("A=1\nB=2\n");
-    catalogue.addText("B", "3").addText("", "empty key").addText("C", "  kept \r\n");
-    EXPECT_EQ(catalogue.text("B"), "3");
-    catalogue.rereadWith("A=4\nD=5\n");
+    catalogue.addText("B", "3").addText("", "empty key");
+    catalogue.file("messages.txt", "A=4\nD=5\n");
+    catalogue.readFile();
     EXPECT_EQ(catalogue.text("A"), "4");
     EXPECT_EQ(catalogue.text("B"), "3");
-    EXPECT_EQ(catalogue.text("C"), "kept");
     EXPECT_EQ(catalogue.text("D"), "5");
     EXPECT_EQ(catalogue.text(""), "empty key");
+
+    const TemporaryDirectory directory;
+    for (const std::string& name : {directory.name("missing"), directory.name(), ""s})
+        EXPECT_EQ(MessageFile(name.c_str()).addText("K", "added").text("K"), "added");
 }
 
-TEST(MessageFile, FormatsTheValues) {
+TEST(MessageFile, FormatsTheValuesAndCutsWhatTheyGive) {
+    const std::string value(5000, 'v');
+    const std::string shown(4095, 'v');
     MessageFile catalogue("");
     catalogue.addText("ALL", "%s|%5d|%-5ld|%lld|%zu|%c|%.2f|%x|%*d|%.*s|%%")
-        .addText("NUMBERED", "%2$s before %1$s")
-        .addText("BLANK", " \t\r\n")
-        .addText("BLANK VALUE", "%s")
-        .addText("NUL", std::string("a\0b", 3));
+        .addText("VALUE", "%s")
+        .addText("NUL", "a\0b"s)
+        .addText("PLAIN", value)
+        .addText("BOTH", "#PLAIN #PLAIN");
     EXPECT_EQ(catalogue.text("ALL", "s", 42, 7L, 1LL << 40, std::size_t{9}, 'c', 1.5, 255U, 4, 3, 2,
                              "xyz"),
               "s|   42|7    |1099511627776|9|c|1.50|ff|   3|xy|%");
-    EXPECT_EQ(catalogue.text("BLANK"), "");
-    EXPECT_EQ(catalogue.text("BLANK VALUE", "  v  "), "v");
+    EXPECT_EQ(catalogue.text("VALUE", " \t v \r\n"), "v");
     EXPECT_EQ(catalogue.text("NUL"), "a");
+    EXPECT_EQ(catalogue.text("VALUE", value.c_str()), shown);
+    EXPECT_EQ(catalogue.text("BOTH"), shown + " " + shown);
 }
 
-TEST(MessageFile, CutsTheFormattedTextAndNotTheExpandedOne) {
-    MessageFile catalogue("");
-    const std::string value(5000, 'v');
-    catalogue.addText("LONG", "%s").addText("TWICE", "#LONG:%s #LONG:%s").addText("PLAIN", value);
-    EXPECT_EQ(catalogue.text("LONG", value.c_str()), std::string(4095, 'v'));
-    EXPECT_EQ(catalogue.text("PLAIN"), std::string(4095, 'v'));
-    catalogue.addText("BOTH", "#PLAIN #PLAIN");
-    EXPECT_EQ(catalogue.text("BOTH"), std::string(4095, 'v') + " " + std::string(4095, 'v'));
-}
-
-TEST(MessageFile, ExpandsReferences) {
-    const struct {
-        const char* text;
-        const char* expected;
-    } cases[] = {
-        {"Could not open: #MISSING:a.txt", "Could not open: File a.txt is missing"},
-        {"#WORD", "word"},
-        {"#WORD and #WORD", "word and word"},
-        {"[ #WORD ]", "[ word ]"},
+TEST(MessageFile, ExpandsReferencesBehindTheFormatting) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[ #WORD and #WORD ]", "[ word and word ]"},
         {"#BLANKS next", "in side next"},
-        {"Item #5 failed", "Item #5 failed"},
-        {"ends in #", "ends in #"},
-        {"# alone", "# alone"},
-        {"#WORD, comma", "#WORD, comma"},
-        {"#COMMA, comma", "with comma comma"},
-        {"#word", "#word"},
-        {"#EMPTY stays", "#EMPTY stays"},
-        {"#PAIR", "<> <>"},
-        {"#PAIR:a", "<a> <>"},
+        {"Item #5, # alone, at end #", "Item #5, # alone, at end #"},
+        {"#WORD, comma #COMMA, comma", "#WORD, comma with comma comma"},
+        {"#word #EMPTY #WORD\tstay", "#word #EMPTY #WORD\tstay"},
+        {"#PAIR #PAIR:a #PAIR::b", "<> <> <a> <> <> <b>"},
         {"#PAIR:a:b:c", "<a> <b:c>"},
-        {"#PAIR::b", "<> <b>"},
-        {"#PAIR:a b", "<a> <> b"},
-        {"#WORD\tis part", "#WORD\tis part"},
-        {"##WORD", "#word"},
-        {"a#WORD", "aword"},
+        {"##WORD a#WORD", "#word aword"},
         {"#NESTED:x", "again <x> <in>"},
-        {"#STAYS", "#UNKNOWN here"},
+        // An inserted text is searched from its second character on: only SECOND's sign is looked
+        // at again, and then joins with what the inner look-up could not see.
+        {"#FIRST", "#WORD"},
+        {"#SECOND", "xword"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        MessageFile catalogue("");
-        catalogue.addText("MISSING", "File %s is missing")
-            .addText("WORD", "word")
-            .addText("BLANKS", "  in side\t")
-            .addText("COMMA,", "with comma")
-            .addText("EMPTY", "")
-            .addText("PAIR", "<%s> <%s>")
-            .addText("NESTED", "again #PAIR:%s:in")
-            .addText("STAYS", "#UNKNOWN here")
-            .addText("TESTED", c.text);
-        EXPECT_EQ(catalogue.text("TESTED"), c.expected);
-    }
-}
-
-TEST(MessageFile, LooksForReferencesBehindTheFormatting) {
     MessageFile catalogue("");
-    catalogue.addText("WORD", "word").addText("PAIR", "<%s> <%s>").addText("ECHO", "%s");
-    catalogue.addText("JOIN", "%s %s");
-    EXPECT_EQ(catalogue.text("ECHO", "see #WORD there"), "see word there");
+    catalogue.addText("WORD", "word")
+        .addText("BLANKS", "  in side\t")
+        .addText("COMMA,", "with comma")
+        .addText("EMPTY", "")
+        .addText("PAIR", "<%s> <%s>")
+        .addText("NESTED", "again #PAIR:%s:in")
+        .addText("MAKE", "WORD")
+        .addText("FIRST", "##MAKE")
+        .addText("SECOND", "x##MAKE")
+        .addText("ECHO", "%s")
+        .addText("JOIN", "%s %s")
+        .addText("PART", "#PAIR:%s:%s end");
+    for (const auto& [text, expected] : cases) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(catalogue.text("ECHO", text), expected);
+        EXPECT_EQ(catalogue.addText("TESTED", text).text("TESTED"), expected);
+    }
+    EXPECT_EQ(catalogue.text("SECOND"), "x#WORD");
     EXPECT_EQ(catalogue.text("ECHO", "#JOIN:#WORD:#PAIR:a"), "word <a> <>");
-    catalogue.addText("PART", "#PAIR:%s:%s end");
     EXPECT_EQ(catalogue.text("PART", "a b", "c"), "<a> <> b:c end");
     EXPECT_EQ(catalogue.text("PART", "a:b", "c"), "<a> <b:c> end");
 }
 
-TEST(MessageFile, SearchesAnInsertedTextFromItsSecondCharacter) {
+// Catalogues and arguments that mean harm.
+
+std::string repeated(const std::string& part, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += part;
+    return text;
+}
+
+TEST(HostileCatalogue, LeavesWhatIsNoConversionAndWhatStoresCounts) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"a%n", "a%n"},       {"%hhn", "%hhn"},     {"%5n", "%5n"},        {"%1$n", "%1$n"},
+        {"%*n", "%*n"},       {"% n", "% n"},       {"%lln", "%lln"},      {"%.3n", "%.3n"},
+        {"%-+#0n", "%-+#0n"}, {"%%n", "%n"},        {"%%%n", "%%n"},       {"%In", "%In"},
+        {"%'n", "%'n"},       {"%l5n", "%l5n"},     {"%5%n", "%5%n"},      {"%w32n", "%w32n"},
+        {"100%", "100%"},     {"%", "%"},           {"%5", "%5"},          {"%.", "%."},
+        {"%l", "%l"},         {"%y %s", "%y v"},    {"%hs", "%hs"},        {"%Ld", "%Ld"},
+        {"%!%s", "%!v"},      {"%100$d", "%100$d"}, {"%1$*2$d", "%1$*2$d"}};
+    for (const auto& [text, expected] : cases) {
+        SCOPED_TRACE(text);
+        alignas(std::max_align_t) char value[16] = "v";
+        MessageFile catalogue("");
+        catalogue.addText("TOP", text).addText("BY REFERENCE", "#TOP:v");
+        EXPECT_EQ(catalogue.text("TOP", value, value), expected);
+        EXPECT_EQ(catalogue.text("BY REFERENCE"), expected);
+        EXPECT_STREQ(value, "v");
+    }
+}
+
+TEST(HostileCatalogue, GivesReferredTextsTheirTwoStringsAndNothingElse) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"%d %s %x %s %s", "%d one %x two %s"},
+        {"%2$s %1$s %3$s %1$s", "two one %3$s one"},
+        {"[%5s|%-5s]", "[  one|two  ]"},
+        {"[%.2s|%5.1s]", "[on|    t]"},
+        {"%*s %.*s %ls %05s % s", "%*s %.*s %ls %05s % s"},
+        {"%% %s %", "% one %"},
+        {"%999999999999s", "#INNER:one:two"}};
+    for (const auto& [text, expected] : cases) {
+        SCOPED_TRACE(text);
+        MessageFile catalogue("");
+        catalogue.addText("TOP", "#INNER:one:two").addText("INNER", text);
+        EXPECT_EQ(catalogue.text("TOP"), expected);
+    }
+}
+
+TEST(HostileCatalogue, StopsExpandingAtItsBounds) {
     MessageFile catalogue("");
-    // FIRST puts its sign first and SECOND behind it: only the latter is looked at again, and then
-    // joins with what the inner look-up could not see.
-    catalogue.addText("NAME", "late");
-    catalogue.addText("FIRST", "##MAKE").addText("SECOND", "x##MAKE").addText("MAKE", "NAME");
-    EXPECT_EQ(catalogue.text("FIRST"), "#NAME");
-    catalogue.addText("TO FIRST", "#FIRST").addText("TO SECOND", "#SECOND");
-    EXPECT_EQ(catalogue.text("TO FIRST"), "#NAME");
-    EXPECT_EQ(catalogue.text("SECOND"), "x#NAME");
-    EXPECT_EQ(catalogue.text("TO SECOND"), "xlate");
+    const std::string step = std::string(4000, 'a') + " ";
+    catalogue.addText("SELF", "#SELF").addText("GROWS", step + "#GROWS");
+    EXPECT_EQ(catalogue.text("SELF"), "#SELF");
+    EXPECT_EQ(catalogue.text("GROWS"), repeated(step, 4097) + "#GROWS");
+
+    // The sign stands first in every text, so that no level above looks at it again.
+    for (int level = 0; level < 20; ++level)
+        catalogue.addText(asString("L%d", level), asString("#L%d", level + 1));
+    EXPECT_EQ(catalogue.text("L0"), "#L17");
+    catalogue.addText("L16", "end");
+    EXPECT_EQ(catalogue.text("L0"), "end");
+
+    // Each of the expansions of the whole look-up puts two points in the place of a reference.
+    for (int level = 0; level < 40; ++level)
+        catalogue.addText(asString("D%d", level), asString(".#D%d .#D%d", level + 1, level + 1));
+    const std::string text = catalogue.text("D0");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '.'), 2 * 4097);
+    EXPECT_EQ(catalogue.text("D0"), text);
+}
+
+// Minutes or hours, and texts of many megabytes, where nothing bounds the work of a look-up.
+TEST(HostileCatalogue, EndsSoonWhateverTheTextsSay) {
+    const std::pair<std::string, std::string> cases[] = {
+        {repeated("#I ", 1365), repeated("#", 4095)},
+        {repeated("#I ", 1365), repeated("# ", 2047)},
+        {"#I", repeated("#", 4000) + "x#I"},
+        {"#I", repeated("# ", 2000) + "x#I"},
+        {"#I", repeated("#A:b:", 800) + "x#I"}};
+    for (const auto& [top, inner] : cases) {
+        MessageFile catalogue("");
+        catalogue.addText("TOP", top).addText("I", inner);
+        EXPECT_LT(catalogue.text("TOP").size(), 4000000U) << inner.substr(0, 9);
+    }
+}
+
+TEST(HostileCatalogue, BoundsWidthsAndShowsThemUpToTheCut) {
+    MessageFile catalogue("");
+    const auto textOf = [&](const std::string& text, auto... values) {
+        return catalogue.addText("K", text).text("K", values...);
+    };
+    EXPECT_EQ(textOf("%*d", -2147483647 - 1, 1), "%*d");
+    EXPECT_EQ(textOf("%.*d", 1000001, 1), "%.*d");
+    EXPECT_EQ(textOf("%*d", -3, 1), "1");
+    EXPECT_EQ(textOf("%lf %s %*s", 1.5, "a", 3, "b"), "1.500000 a   b");
+    EXPECT_EQ(textOf("%lf %s %*s", 1.5, "a", 1000001, "b"), "%lf %s %*s");
+    EXPECT_EQ(textOf("%1$d %*d", 1, 2, 3), "%1$d %*d");
+    EXPECT_EQ(textOf("%.5000d%d", 1, 2), std::string(4095, '0'));
+    EXPECT_EQ(textOf("%-3000000000d|", 1), "1");
+    // Hours, if all that can not show were formatted.
+    EXPECT_EQ(textOf(repeated("x%1$999999d", 1 << 18), 5), "x");
 }
 
 }  // namespace
