@@ -3,24 +3,31 @@
 #ifndef SORVEX_TESTS_STRINGS_LITERAL_STEPS_H
 #define SORVEX_TESTS_STRINGS_LITERAL_STEPS_H
 
+#include <algorithm>
 #include <cstddef>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Sorvex::testing {
 
 inline constexpr std::size_t notFound = std::string::npos;
 
+/// A text of at most longest characters, each out of the alphabet. A small one brings about the
+/// awkward neighbourhoods that long texts of ordinary characters hardly ever hold.
+inline std::string randomText(std::mt19937& random, std::string_view alphabet,
+                              std::size_t longest) {
+    std::string text(random() % (longest + 1), ' ');
+    for (char& c : text)
+        c = alphabet[random() % alphabet.size()];
+    return text;
+}
+
 inline std::string changeByRepeatedReplacing(std::string text, const std::string& from,
                                              const std::string& to) {
-    std::size_t position = 0;
-    do {
-        const std::size_t found = text.find(from, position);
-        if (found == notFound)
-            break;
-        text.replace(found, from.size(), to);
-        position = found + to.size();
-    } while (position < text.size());
+    for (std::size_t at = text.find(from); at != notFound; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
     return text;
 }
 
@@ -28,36 +35,29 @@ inline std::vector<std::string> wordsByLiteralSteps(const std::string& text,
                                                     const std::string& delimiters,
                                                     const std::string& quotes) {
     std::vector<std::string> words;
-    std::size_t position = 0;
-    while (position < text.size()) {
+    for (std::size_t position = 0; position < text.size();) {
         std::size_t start = text.find_first_not_of(delimiters, position);
         if (start == notFound)
             break;
-        std::size_t end = notFound;
-        if (start == 0 && quotes.find(text[0]) == notFound) {
-            end = text.find_first_of(delimiters, 1);
-        } else if (quotes.find(text[start]) == notFound) {
-            end = text.find(text[start - 1], start + 1);
+        const auto findDelimiter = [&](std::size_t from) {
+            return start == 0 ? text.find_first_of(delimiters, from)
+                              : text.find(text[start - 1], from);
+        };
+        std::size_t end = start;
+        const char quote = text[start];
+        if (quotes.find(quote) == notFound) {
+            end = findDelimiter(start + 1);
         } else {
-            const char quote = text[start];
-            std::size_t candidate = start;
             std::size_t follower = notFound;
             do {
-                candidate = text.find(quote, candidate + 1);
-                if (candidate == notFound)
-                    follower = notFound;
-                else if (start == 0)
-                    follower = text.find_first_of(delimiters, candidate);
-                else
-                    follower = text.find(text[start - 1], candidate);
-            } while (candidate != notFound && follower != notFound && follower != candidate + 1);
-            if (follower == notFound && text[text.size() - 1] == quote)
-                candidate = text.size() - 1;
-            end = candidate;
+                end = text.find(quote, end + 1);
+                follower = end == notFound ? notFound : findDelimiter(end);
+            } while (follower != notFound && follower != end + 1);
+            if (follower == notFound && text.back() == quote)
+                end = text.size() - 1;
             ++start;
         }
-        if (end == notFound)
-            end = text.size();
+        end = std::min(end, text.size());
         if (end >= start)
             words.push_back(text.substr(start, end - start));
         position = end + 1;
@@ -68,55 +68,39 @@ inline std::vector<std::string> wordsByLiteralSteps(const std::string& text,
 inline std::vector<std::string> fieldsByLiteralSteps(const std::string& text,
                                                      const std::string& delimiters) {
     std::vector<std::string> fields;
-    std::size_t position = 0;
-    while (position < text.size()) {
-        std::size_t end = position == 0 ? text.find_first_of(delimiters, position)
-                                        : text.find(text[position - 1], position);
-        if (end == notFound)
-            end = text.size();
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t end = position == 0 ? text.find_first_of(delimiters)
+                                              : text.find(text[position - 1], position);
         fields.emplace_back(text.substr(position, end - position).c_str());
-        position = end + 1;
+        position = std::min(end, text.size()) + 1;
     }
     return fields;
 }
 
-inline std::string normalisedPattern(std::string pattern) {
+inline bool matchesByLiteralSteps(const std::string& text, std::string pattern) {
     for (std::string before; before != pattern;) {
         before = pattern;
         pattern = changeByRepeatedReplacing(pattern, "*?", "?*");
     }
-    return pattern;
-}
-
-inline bool matchesByLiteralSteps(const std::string& text, const std::string& unchangedPattern) {
-    const std::string pattern = normalisedPattern(unchangedPattern);
     std::size_t position = 0;
     bool floating = false;
     for (std::size_t next = 0; next < pattern.size();) {
-        if (pattern[next] == '?') {
-            if (position >= text.size())
+        const std::size_t end = std::min(pattern.find_first_of("?*", next), pattern.size());
+        const std::string literal = pattern.substr(next, end - next);
+        if (literal.empty()) {
+            floating = pattern[next++] == '*';
+            if (!floating && position++ >= text.size())
                 return false;
-            ++position;
-            ++next;
-        } else if (pattern[next] == '*') {
-            floating = true;
-            ++next;
-        } else {
-            std::size_t end = pattern.find_first_of("?*", next);
-            if (end == notFound)
-                end = pattern.size();
-            const std::string literal = pattern.substr(next, end - next);
-            const std::size_t found = text.find(literal, position);
-            if (found == notFound || (!floating && found != position))
-                return false;
-            position = found + literal.size();
-            floating = false;
-            next = end;
+            continue;
         }
+        const std::size_t found = text.find(literal, position);
+        if (found == notFound || (!floating && found != position))
+            return false;
+        position = found + literal.size();
+        floating = false;
+        next = end;
     }
-    if (!pattern.empty() && pattern[pattern.size() - 1] == '*')
-        return true;
-    return position == text.size();
+    return floating || position == text.size();
 }
 
 }  // namespace Sorvex::testing
