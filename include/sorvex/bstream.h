@@ -144,6 +144,8 @@ public:
     BStreamBuffer& erase() noexcept;
 
 private:
+    friend class StreamMemory;
+
     std::uint32_t offsetOf(const unsigned char* position) const noexcept;
     std::uint32_t unread() const noexcept;
     std::uint32_t room() const noexcept;

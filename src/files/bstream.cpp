@@ -10,6 +10,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "files/stream_memory.h"
 #include "platform/width.h"
 
 namespace Sorvex {
@@ -29,43 +30,74 @@ std::array<unsigned char, sizeof(Word)> bytesOf(Word word) {
 }
 
 template <typename Word>
-Word wordOf(const std::array<unsigned char, sizeof(Word)>& bytes) {
+Word wordOf(const unsigned char* bytes) {
     Word word = 0;
     for (std::size_t place = 0; place < sizeof(Word); ++place)
         word = static_cast<Word>(word | static_cast<Word>(bytes[place]) << (8 * place));
     return word;
 }
 
+// The ways through a virtual call stand apart: the short ways then need nothing of the stack.
 template <typename Word>
-BStream& put(BStream& stream, Word word) {
+[[gnu::noinline]] BStream& putByCall(BStream& stream, Word word) {
     const auto bytes = bytesOf(word);
     stream.write(bytes.data(), bytes.size());
     return stream;
 }
 
-/// Reads over the bytes of a word, so that those that do not arrive stay. Returns what read() did.
 template <typename Word>
-unsigned long take(BStream& stream, Word& word) {
+BStream& put(BStream& stream, Word word) {
+    unsigned char* const room = StreamMemory::claimIn(stream, sizeof word);
+    if (room == nullptr)
+        return putByCall(stream, word);
+    const auto bytes = bytesOf(word);
+    std::memcpy(room, bytes.data(), bytes.size());
+    return stream;
+}
+
+/// Writes characters, which may be the stream's own.
+void putCharacters(BStream& stream, const char* characters, std::size_t length) {
+    const std::uint32_t size = asUnsigned32(length);
+    if (unsigned char* const room = StreamMemory::claimIn(stream, size))
+        std::memmove(room, characters, size);
+    else
+        stream.write(characters, size);
+}
+
+/// What a read makes of a word.
+template <typename Word>
+struct Taken {
+    Word word;
+    unsigned long count;  // as read() tells it
+};
+
+/// Reads over the bytes of a word, so that those that do not arrive stay.
+template <typename Word>
+[[gnu::noinline]] Taken<Word> takeByCall(BStream& stream, Word word) {
     auto bytes = bytesOf(word);
     const unsigned long count = stream.read(bytes.data(), bytes.size());
-    word = wordOf<Word>(bytes);
-    return count;
+    return {wordOf<Word>(bytes.data()), count};
+}
+
+template <typename Word>
+Taken<Word> take(BStream& stream, Word word) {
+    const unsigned char* const bytes = StreamMemory::takeFrom(stream, sizeof word);
+    if (bytes == nullptr)
+        return takeByCall(stream, word);
+    return {wordOf<Word>(bytes), sizeof word};
 }
 
 template <typename Word, typename Integer>
 BStream& takeInteger(BStream& stream, Integer& value) {
-    auto word = static_cast<Word>(value);
-    take(stream, word);
-    value = static_cast<Integer>(word);
+    value = static_cast<Integer>(take(stream, static_cast<Word>(value)).word);
     return stream;
 }
 
-/// Reads over a word that may be narrower than the value it stands for, which is left alone when
-/// nothing arrives. A stream that delivers without counting is believed by its bytes.
+/// Whether anything arrived of a word that may be narrower than the value it stands for, which is
+/// left alone otherwise. A stream that delivers without counting is believed by its bytes.
 template <typename Word>
-bool takeNarrow(BStream& stream, Word& word) {
-    const Word before = word;
-    return take(stream, word) != 0 || word != before;
+bool hasArrived(const Taken<Word>& taken, Word before) {
+    return taken.count != 0 || taken.word != before;
 }
 
 /// The bits of a floating-point value go by memory: passing it by value can change a NaN.
@@ -74,7 +106,7 @@ BStream& takeFloat(BStream& stream, Float& value) {
     static_assert(sizeof(Word) == sizeof(Float) && std::numeric_limits<Float>::is_iec559);
     Word word = 0;
     std::memcpy(&word, &value, sizeof word);
-    take(stream, word);
+    word = take(stream, word).word;
     std::memcpy(&value, &word, sizeof word);
     return stream;
 }
@@ -84,13 +116,19 @@ void requireLength(std::size_t length) {
         throw std::length_error("BStream::operator<<");
 }
 
+std::size_t lengthBeforeNul(const char* characters, std::size_t length) {
+    const void* const nul = std::memchr(characters, 0, length);
+    return nul == nullptr ? length
+                          : static_cast<std::size_t>(static_cast<const char*>(nul) - characters);
+}
+
 /// One read of a text's characters into a block; gives those up to the first NUL.
-void takeText(BStream& stream, std::string& text, char* block, std::uint32_t length) {
-    const std::size_t arrived = std::min<std::size_t>(stream.read(block, length), length);
+void takeText(BStream& stream, std::string& text, char* block, std::uint32_t size) {
+    const std::size_t arrived = std::min<std::size_t>(stream.read(block, size), size);
     // Looking through bytes that have just been stored waits for them, so they are copied first.
     text.assign(block, arrived);
-    if (const void* const nul = std::memchr(block, 0, arrived); nul != nullptr)
-        text.resize(static_cast<std::size_t>(static_cast<const char*>(nul) - block));
+    if (const std::size_t length = lengthBeforeNul(block, arrived); length < arrived)
+        text.resize(length);
 }
 
 struct BlockRelease {
@@ -154,14 +192,14 @@ BStream& BStream::operator<<(long double value) {
 BStream& BStream::operator<<(const char* text) {
     const std::size_t length = std::strlen(text);
     requireLength(length);
-    write(text, static_cast<unsigned long>(length));
+    putCharacters(*this, text, length);
     return *this;
 }
 
 BStream& BStream::operator<<(const std::string& text) {
     requireLength(text.size());
     put(*this, asUnsigned32(text.size()));
-    write(text.data(), static_cast<unsigned long>(text.size()));
+    putCharacters(*this, text.data(), text.size());
     return *this;
 }
 
@@ -194,16 +232,16 @@ BStream& BStream::operator>>(unsigned int& value) {
 }
 
 BStream& BStream::operator>>(long& value) {
-    std::uint32_t word = asUnsigned32(value);
-    if (takeNarrow(*this, word))
-        value = asSigned32(word);
+    const std::uint32_t before = asUnsigned32(value);
+    if (const auto taken = take(*this, before); hasArrived(taken, before))
+        value = asSigned32(taken.word);
     return *this;
 }
 
 BStream& BStream::operator>>(unsigned long& value) {
-    std::uint32_t word = asUnsigned32(value);
-    if (takeNarrow(*this, word))
-        value = word;
+    const std::uint32_t before = asUnsigned32(value);
+    if (const auto taken = take(*this, before); hasArrived(taken, before))
+        value = taken.word;
     return *this;
 }
 
@@ -216,17 +254,21 @@ BStream& BStream::operator>>(double& value) {
 }
 
 BStream& BStream::operator>>(long double& value) {
-    auto word = std::bit_cast<std::uint64_t>(static_cast<double>(value));
-    if (takeNarrow(*this, word))
-        value = std::bit_cast<double>(word);
+    const auto before = std::bit_cast<std::uint64_t>(static_cast<double>(value));
+    if (const auto taken = take(*this, before); hasArrived(taken, before))
+        value = std::bit_cast<double>(taken.word);
     return *this;
 }
 
 BStream& BStream::operator>>(std::string& text) {
-    std::uint32_t length = 0;
-    take(*this, length);
+    const std::uint32_t length = take(*this, std::uint32_t{0}).word;
     if (length == 0) {
         text.clear();
+        return *this;
+    }
+    if (const unsigned char* const unread = StreamMemory::takeFrom(*this, length)) {
+        const auto* const characters = reinterpret_cast<const char*>(unread);
+        text.assign(characters, lengthBeforeNul(characters, length));
         return *this;
     }
     if (length <= stackBlockSize) {

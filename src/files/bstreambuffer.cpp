@@ -7,6 +7,7 @@
 
 #include <sorvex/bstream.h>
 
+#include "files/stream_memory.h"
 #include "platform/width.h"
 
 namespace Sorvex {
@@ -16,12 +17,23 @@ namespace {
 constexpr std::uint32_t blockSize = 8192;
 constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
 
-/// Copies a number's bytes without a call. The two ends may be the same bytes.
-template <std::size_t size>
-void copyNumber(void* target, const void* source) {
-    unsigned char bytes[size];
-    std::memcpy(bytes, source, size);
-    std::memcpy(target, bytes, size);
+constexpr bool isNumberSize(std::uint32_t size) noexcept {
+    return size == 4 || size == 8;
+}
+
+/// Copies a number's bytes without a call, and returns their count. The two ends may be the same
+/// bytes.
+std::uint32_t copyNumber(void* target, const void* source, std::uint32_t size) {
+    if (size == 4) {
+        std::uint32_t bytes;
+        std::memcpy(&bytes, source, sizeof bytes);
+        std::memcpy(target, &bytes, sizeof bytes);
+    } else {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, source, sizeof bytes);
+        std::memcpy(target, &bytes, sizeof bytes);
+    }
+    return size;
 }
 
 }  // namespace
@@ -49,34 +61,18 @@ BStreamBuffer::~BStreamBuffer() {
 // anything has to be kept across a call, so the rest stays out of line.
 unsigned long BStreamBuffer::read(void* buffer, unsigned long size) {
     const std::uint32_t count = asUnsigned32(size);
-    if (count <= unread()) {
-        if (count == 4) {
-            copyNumber<4>(buffer, readPosition);
-            readPosition += 4;
-            return 4;
-        }
-        if (count == 8) {
-            copyNumber<8>(buffer, readPosition);
-            readPosition += 8;
-            return 8;
-        }
+    if (isNumberSize(count)) {
+        if (const unsigned char* const bytes = StreamMemory::take(*this, count))
+            return copyNumber(buffer, bytes, count);
     }
     return readBytes(buffer, count);
 }
 
 unsigned long BStreamBuffer::write(const void* buffer, unsigned long size) {
     const std::uint32_t count = asUnsigned32(size);
-    if (count <= room()) {
-        if (count == 4) {
-            copyNumber<4>(writePosition, buffer);
-            writePosition += 4;
-            return 4;
-        }
-        if (count == 8) {
-            copyNumber<8>(writePosition, buffer);
-            writePosition += 8;
-            return 8;
-        }
+    if (isNumberSize(count)) {
+        if (unsigned char* const room = StreamMemory::claim(*this, count))
+            return copyNumber(room, buffer, count);
     }
     return writeBytes(buffer, count);
 }
