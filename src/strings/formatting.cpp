@@ -1,14 +1,85 @@
-#include <cstdarg>
+#include "strings/formatting.h"
+
+#include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <iterator>
 #include <ostream>
+#include <system_error>
 
 #include <sorvex/bstring.h>
 
 #include "strings/failure.h"
-#include "strings/formatting.h"
 
 namespace Sorvex {
+
+bool FormatBuffer::format(const char* format, va_list values) {
+    va_list copy;
+    va_copy(copy, values);
+    const bool isFormatted = formatPlain(format, copy);
+    va_end(copy);
+    if (isFormatted)
+        return true;
+    const int count = std::vsnprintf(characters, sizeof characters, format, values);
+    if (count < 0 || static_cast<std::size_t>(count) >= sizeof characters)
+        return false;
+    length = static_cast<std::size_t>(count);
+    return true;
+}
+
+/// Formats what most formats consist of and what looks the same in every locale. False for all
+/// else, and when the text does not fit: the runtime has the last word then.
+bool FormatBuffer::formatPlain(const char* format, va_list values) noexcept {
+    length = 0;
+    for (bool fits = true; fits; ++format) {
+        const std::size_t run = std::strcspn(format, "%");
+        if (!append({format, run}))
+            return false;
+        format += run;
+        if (*format == '\0') {
+            characters[length] = '\0';
+            return true;
+        }
+        switch (*++format) {
+            case 's': {
+                const char* const text = va_arg(values, const char*);
+                fits = text != nullptr && append(text);
+                break;
+            }
+            case 'd':
+                fits = appendNumber(va_arg(values, int));
+                break;
+            case 'u':
+                fits = appendNumber(va_arg(values, unsigned int));
+                break;
+            case 'c': {
+                const char character = static_cast<char>(va_arg(values, int));
+                fits = append({&character, 1});
+                break;
+            }
+            default:
+                return false;
+        }
+    }
+    return false;
+}
+
+bool FormatBuffer::append(std::string_view part) noexcept {
+    if (part.size() >= sizeof characters - length)
+        return false;
+    part.copy(characters + length, part.size());
+    length += part.size();
+    return true;
+}
+
+template <typename Integer>
+bool FormatBuffer::appendNumber(Integer value) noexcept {
+    // The last character is kept for the terminator.
+    const auto result = std::to_chars(characters + length, std::end(characters) - 1, value);
+    length = static_cast<std::size_t>(result.ptr - characters);
+    return result.ec == std::errc();
+}
 
 std::string asString(const char* format, ...) {
     FormatBuffer buffer;

@@ -4,7 +4,7 @@
 
 #include <cstdarg>
 #include <cstddef>
-#include <cstdio>
+#include <string_view>
 
 namespace Sorvex {
 
@@ -12,18 +12,18 @@ namespace Sorvex {
 class FormatBuffer {
 public:
     /// Formats as vsprintf does; false when the runtime fails or the text does not fit.
-    bool format(const char* format, va_list values) {
-        const int count = std::vsnprintf(characters, sizeof characters, format, values);
-        if (count < 0 || static_cast<std::size_t>(count) >= sizeof characters)
-            return false;
-        length = static_cast<std::size_t>(count);
-        return true;
-    }
+    bool format(const char* format, va_list values);
 
     const char* text() const noexcept { return characters; }
     std::size_t size() const noexcept { return length; }
 
 private:
+    bool formatPlain(const char* format, va_list values) noexcept;
+    bool append(std::string_view part) noexcept;
+
+    template <typename Integer>
+    bool appendNumber(Integer value) noexcept;
+
     char characters[4096];
     std::size_t length = 0;
 };
