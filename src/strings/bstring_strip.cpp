@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include <sorvex/bstring.h>
 
 #include "strings/byte_blocks.h"
@@ -50,10 +52,8 @@ std::string_view stripped(std::string_view text, char c, Ends ends) {
 template <typename Set>
 BString& stripInPlace(BString& text, const Set& set, Ends ends) {
     const std::string_view rest = stripped(std::string_view(text), set, ends);
-    const auto start = static_cast<std::size_t>(rest.data() - text.data());
-    text.erase(start + rest.size());
-    if (start > 0)
-        text.erase(0, start);
+    std::memmove(text.data(), rest.data(), rest.size());
+    text.erase(rest.size());
     return text;
 }
 

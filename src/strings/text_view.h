@@ -9,7 +9,11 @@
 namespace Sorvex {
 
 inline std::string_view textView(const std::string& text) noexcept {
-    return {text.data(), std::strlen(text.data())};
+    // Hardly any text holds a NUL. Its length is known before the search for one has ended, and the
+    // host can run ahead with it.
+    if (std::memchr(text.data(), '\0', text.size()) == nullptr) [[likely]]
+        return text;
+    return text.c_str();
 }
 
 /// The same of a part of a string, which no NUL need follow.
