@@ -53,9 +53,17 @@ private:
 /// the environment's zone is another one, since looking costs many times what the clock does.
 class Zone {
 public:
-    void refresh(std::int64_t second) noexcept {
-        if (second == lookedAt && variable.isUnchanged())
-            return;
+    /// Fills in the zone of a second. Not inlined, since a thread's own record would be looked for
+    /// again at each use.
+    [[gnu::noinline]] void tell(std::int64_t second, _timeb* clock) noexcept {
+        if (second != lookedAt || !variable.isUnchanged())
+            look(second);
+        clock->timezone = static_cast<std::int16_t>(minutesWest);
+        clock->dstflag = daylight ? 1 : 0;
+    }
+
+private:
+    [[gnu::noinline]] void look(std::int64_t second) noexcept {
         variable.remember();
         lookedAt = second;
         // localtime_r alone keeps the zone that the process started with.
@@ -69,10 +77,6 @@ public:
         minutesWest = ((daylight ? daylightSaving : 0) - local.tm_gmtoff) / secondsPerMinute;
     }
 
-    std::int16_t west() const noexcept { return static_cast<std::int16_t>(minutesWest); }
-    bool isDaylight() const noexcept { return daylight; }
-
-private:
     ZoneVariable variable;
     std::int64_t lookedAt = -1;
     long minutesWest = 0;
@@ -86,11 +90,9 @@ void _ftime(_timeb* clock) noexcept {
     thread_local constinit Zone zone;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    zone.refresh(now.tv_sec);
     clock->time = now.tv_sec;
     clock->millitm = static_cast<std::uint16_t>(now.tv_nsec / 1000000);
-    clock->timezone = zone.west();
-    clock->dstflag = zone.isDaylight() ? 1 : 0;
+    zone.tell(now.tv_sec, clock);
 }
 
 void Sleep(DWORD milliseconds) {
