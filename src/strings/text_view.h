@@ -11,8 +11,9 @@ namespace Sorvex {
 inline std::string_view textView(const std::string& text) noexcept {
     // Hardly any text holds a NUL. Its length is known before the search for one has ended, and the
     // host can run ahead with it.
-    if (std::memchr(text.data(), '\0', text.size()) == nullptr) [[likely]]
-        return text;
+    const std::string_view whole = text;
+    if (whole.find('\0') == std::string_view::npos) [[likely]]
+        return whole;
     return text.c_str();
 }
 
