@@ -4,11 +4,11 @@
 // to the null device, piece by piece on both sides: a piece is a system call, since the standard
 // error stream keeps nothing back.
 //
-// Ratios of one run: a scope 0.9 of two readings of the host's clock and 1.2 of two of the
-// processor's counter, as long as these wait for what stands before them; without that they take
-// half the time and measure what is around the scope as well. A batch of 1000 0.6 and 0.8. A line
-// and a scope of the trace 1.0 of the same pieces by hand; a formatted line in one piece is four
-// times as fast.
+// Ratios of single runs: a scope takes 0.8 to 0.9 of two readings of the host's clock and 1.1
+// to 1.2 of two of the processor's counter, as long as these wait for what stands before them;
+// without that they take half the time and measure what is around the scope as well. A batch of
+// 1000 takes 0.6 to 0.8. A line and a scope of the trace take 1.0 of the same pieces by hand; a
+// formatted line in one piece is four times as fast.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
