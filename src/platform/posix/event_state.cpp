@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "platform/posix/process_fence.h"
-
 namespace Sorvex::platform {
 
 namespace {

@@ -7,6 +7,7 @@
 
 #include "platform/posix/futex.h"
 #include "platform/posix/handles.h"
+#include "platform/posix/process_fence.h"
 #include "platform/posix/types.h"
 
 namespace Sorvex::platform {
@@ -32,16 +33,9 @@ namespace Sorvex::platform {
 /// All zero bytes are an event that is not posted.
 class EventState {
 public:
-    /// What a post does that finds the event posted: it writes always, or only so often.
-    enum class Repeats { write, soonOnlyLook };
-
     /// Sets the event to posted. Touches nothing once the event can be seen as posted, so that a
     /// thread that it lets through may release the memory.
-    ///
-    /// @param repeats posts only look where all who use the event are threads of a process that can
-    ///     be fenced
-    void post(Sharing sharing, Repeats repeats = Repeats::write) noexcept {
-        const std::uint64_t step = repeats == Repeats::soonOnlyLook ? oneRepeat : 0;
+    void post(Sharing sharing) noexcept {
         // The fence for those who only look is the resetter's. The compiler has to keep the order.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         std::uint64_t seen = word.load(std::memory_order_relaxed);
@@ -53,8 +47,7 @@ public:
                 futexChangeAndWakeAll(lowerHalf(), WordChange::setBits, posted, sharing);
                 return;
             }
-        } while (!word.compare_exchange_weak(seen,
-                                             (seen | posted) + ((seen & fenceDue) == 0 ? step : 0),
+        } while (!word.compare_exchange_weak(seen, (seen | posted) + counted(seen, sharing),
                                              std::memory_order_seq_cst, std::memory_order_relaxed));
     }
 
@@ -101,6 +94,7 @@ private:
     // take about as long as the kernel's fence.
     static constexpr std::uint64_t oneRepeat = std::uint64_t{1} << 56U;
     static constexpr std::uint64_t onlyLook = std::uint64_t{1} << 63U;
+    static constexpr std::uint64_t lastRepeat = onlyLook - oneRepeat;
 
     static constexpr std::uint32_t lower(std::uint64_t word) noexcept {
         return static_cast<std::uint32_t>(word);
@@ -117,6 +111,15 @@ private:
     static constexpr std::uint64_t nextGeneration(std::uint64_t word) noexcept {
         const std::uint32_t next = (lower(word) & ~posted) + oneGeneration;
         return (word & allSleepers) | next;
+    }
+
+    // What a post adds to the word for having been made. Posts never come to only look where other
+    // processes use the event, or where this one can't be fenced; that is asked so late because the
+    // answer can take milliseconds.
+    static std::uint64_t counted(std::uint64_t seen, Sharing sharing) noexcept {
+        if (sharing == Sharing::machine || (seen & fenceDue) != 0)
+            return 0;
+        return seen < lastRepeat || canFenceProcess() ? oneRepeat : 0;
     }
 
     // Tries once to end the generation as it was seen; if in vain, takes another look.

@@ -13,7 +13,6 @@
 #include "platform/posix/handles.h"
 #include "platform/posix/happens_before.h"
 #include "platform/posix/named_events.h"
-#include "platform/posix/process_fence.h"
 
 namespace Sorvex::platform {
 
@@ -29,14 +28,9 @@ void* orderKey(std::uint64_t identity) noexcept {
 class Event final : public HandleObject {
 public:
     explicit Event(BOOL posted) noexcept
-        : HandleObject(Kind::event),
-          state(&own),
-          key(&own),
-          sharing(Sharing::process),
-          repeats(canFenceProcess() ? EventState::Repeats::soonOnlyLook
-                                    : EventState::Repeats::write) {
+        : HandleObject(Kind::event), state(&own), key(&own), sharing(Sharing::process) {
         if (posted)
-            own.post(sharing, repeats);
+            own.post(sharing);
     }
 
     explicit Event(std::unique_ptr<NamedEvent> joined) noexcept
@@ -44,8 +38,7 @@ public:
           named(std::move(joined)),
           state(&named->state()),
           key(orderKey(named->identity())),
-          sharing(Sharing::machine),
-          repeats(EventState::Repeats::write) {}
+          sharing(Sharing::machine) {}
 
     DWORD wait(DWORD milliseconds) noexcept override {
         const DWORD result = state->wait(milliseconds, sharing);
@@ -56,7 +49,7 @@ public:
     // What is touched comes before the post: the thread that it lets through may close the handle.
     void post() noexcept {
         orderBefore(key);
-        state->post(sharing, repeats);
+        state->post(sharing);
     }
 
     void pulse() noexcept {
@@ -72,7 +65,6 @@ private:
     EventState* state;
     void* key;
     const Sharing sharing;
-    const EventState::Repeats repeats;
 };
 
 Event* eventOf(HANDLE handle) noexcept {
