@@ -1,3 +1,4 @@
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -59,6 +60,18 @@ TEST(AsString, FormatsUpToItsLimitAndKeepsNulCharactersInABStringAlone) {
     EXPECT_FAILURE(asString("%sx", longest.c_str()), "asString() : buffer overflow");
     EXPECT_FAILURE(BString::asString("%s%c", longest.c_str(), 0),
                    "BString::asString() : buffer overflow");
+}
+
+TEST(AsString, FormatsPlainValuesAsTheRuntimeDoes) {
+    // The compiler would refuse a null text that it can see.
+    const char* volatile const missing = nullptr;
+    EXPECT_EQ(asString("%d %u %s%%", std::numeric_limits<int>::min(), 4294967295U, "t"),
+              "-2147483648 4294967295 t%");
+    EXPECT_EQ(asString("%s %5d", "then as wide", 7), "then as wide     7");
+    EXPECT_EQ(asString("%d %s", 1, missing), "1 (null)");
+    const std::string nearly(4094, 'x');
+    EXPECT_EQ(asString("%s%d", nearly.c_str(), 7), nearly + "7");
+    EXPECT_FAILURE(asString("%s%d", nearly.c_str(), 42), "asString() : buffer overflow");
 }
 
 TEST(Exceptions, AreShownAsTwoLines) {
