@@ -75,6 +75,30 @@ TEST(BStreamBuffer, CarriesValuesAndTextsAsAnyStreamDoes) {
     EXPECT_THAT(texts, ::testing::ElementsAre("a", std::string(8175, 'l'), "zz"));
 }
 
+class WatchedBuffer : public BStreamBuffer {
+public:
+    unsigned long read(void* buffer, unsigned long size) override {
+        sizes.push_back(size);
+        return BStreamBuffer::read(buffer, size);
+    }
+    unsigned long write(const void* buffer, unsigned long size) override {
+        sizes.push_back(size);
+        return BStreamBuffer::write(buffer, size);
+    }
+
+    std::vector<unsigned long> sizes;
+};
+
+TEST(BStreamBuffer, LetsADerivedClassSeeEveryCall) {
+    WatchedBuffer buffer;
+    double number = 0;
+    std::string text;
+    buffer << 2.5 << std::string("abc") << "de";
+    buffer >> number >> text;
+    EXPECT_THAT(buffer.sizes, ::testing::ElementsAre(8, 4, 3, 2, 8, 4, 3));
+    EXPECT_EQ(text, "abc");
+}
+
 TEST(BStreamBuffer, RefusesToPassTheEndOf32BitsAndStaysAsItWas) {
     BStreamBuffer buffer("abc", 3);
     // Its capacity would be 8192 + 4294967295; nothing is read from the source.
