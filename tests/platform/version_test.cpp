@@ -126,8 +126,8 @@ TEST(VersionResource, FindsItsWayThroughOddTrees) {
     tree("variables first").children = {translation("1234"), usual.children[0]};
     tree("another table before").children[0].children = {
         {u"040704e4", 1, "", {text(u"V", u"ab\u00E7")}}, usual.children[0].children[0]};
-    tree("an entry without a length").children[0].children[0].children = {
-        before, {u"", 0, "", {}, 0, 0}, wanted};
+    tree("padding between entries").children[0].children[0].children = {
+        {u"Before", 1, terminated(u"1") + doubleWord(0), {}, 2, 24}, wanted};
     tree("a part longer than the root").children[0].length = 0xFFF0;
     tree("a table longer than its parent").children[0].children[0].length = 0xFFFF;
     tree("a root longer than the resource").length = 0xFFFF;
