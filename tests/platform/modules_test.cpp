@@ -130,7 +130,9 @@ TEST(ModuleWalk, GoesOnWhenModulesComeAndGo) {
 
 TEST(ModuleWalk, StandsItsGroundBesideAThreadThatLoads) {
     const TemporaryDirectory directory;
-    const std::string name = copyOfModule(directory, "busy.so");
+    // The thread sanitizer takes a name whose NUL starts an aligned word for a race in the loader.
+    const bool isAligned = directory.name("busy.so").size() % 8 == 0;
+    const std::string name = copyOfModule(directory, isAligned ? "busier.so" : "busy.so");
     const std::size_t usual = walk().size();
     std::atomic<bool> isOver = false;
     std::thread loader([&] {

@@ -219,7 +219,7 @@ TEST(TerminateThread, RefusesWhatIsNoThread) {
 // Each stack is two of them, its own and that of its guard.
 std::ptrdiff_t mappings() {
     std::ifstream maps("/proc/self/maps");
-    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    return static_cast<std::ptrdiff_t>(std::count(std::istreambuf_iterator<char>(maps), {}, '\n'));
 }
 
 // A third of the threads is ended before it has hardly begun, a third in a loop, a third in a

@@ -91,10 +91,10 @@ TEST(BThread, IsStoppedByItselfByOthersAndWhenItIsDestroyed) {
 }
 
 TEST(BThread, HasThePriorityThatThePlatformGrants) {
+    EventSemaphore never;
     OpenThread thread;
     EXPECT_FAILURE(thread.priority(), "BThread::priority() : can not retrieve thread priority");
     EXPECT_FAILURE(thread.setPriority(0, 0), "BThread::setPriority () : failed");
-    EventSemaphore never;
     thread.start(new Work([&] { never.wait(0); }), 0);
     EXPECT_EQ(thread.priority(), 0);
     thread.setPriority(-1, 99);
