@@ -202,8 +202,16 @@ bool isPosted(const Event& event) {
     return event->state().wait(0, Sharing::machine) == WAIT_OBJECT_0;
 }
 
+// The kernel can keep the memory of a killed process, and with it the event, for a moment.
 bool isFresh(const std::string& name) {
-    return !isPosted(create(name, Arrival::created));
+    Event event;
+    const auto isCreated = [&] {
+        Arrival arrival{};
+        event.reset();
+        event = NamedEvent::create(EventHome::ofUser(), name.c_str(), false, arrival);
+        return event != nullptr && arrival == Arrival::created;
+    };
+    return comesTrue(isCreated) && !isPosted(event);
 }
 
 TEST(NamedEvents, OfDifferentNamesAreDifferentEvents) {
