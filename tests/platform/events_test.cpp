@@ -322,6 +322,8 @@ bool endsWithin(int steps, Body body) {
 void useEvent(const std::string& name) {
     Arrival arrival{};
     const Event event = NamedEvent::create(EventHome::ofUser(), name.c_str(), false, arrival);
+    if (event == nullptr)
+        _exit(1);
     event->state().post(Sharing::machine);
     event->state().reset();
 }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <string_view>
 #include <utility>
 
@@ -110,6 +111,25 @@ bool nobodyHolds(const Descriptor& file) noexcept {
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
+enum class Hold { none, alone, together };
+
+// Takes the lock of an event's file: alone if nobody holds the event, else together with those who
+// do. A process that is being killed can let go of the directory before the file, which is then
+// locked against both for a moment.
+Hold hold(const Descriptor& file) noexcept {
+    constexpr timespec pause{0, 1000000};
+    constexpr int longestPauses = 1000;
+    for (int pauses = 0; pauses < longestPauses; ++pauses) {
+        if (nobodyHolds(file))
+            return Hold::alone;
+        if (flock(file.get(), LOCK_SH | LOCK_NB) == 0)
+            return Hold::together;
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+    }
+    errno = EACCES;  // locked by something that is no holder
+    return Hold::none;
+}
+
 void removeAbandoned(int directory, uid_t owner) {
     forEachEntry(directory, [&](const std::string& name) {
         struct stat facts {};
@@ -169,10 +189,12 @@ std::unique_ptr<NamedEvent> NamedEvent::create(const EventHome& home, const char
     const Descriptor file = findOrMakeFile(directory.descriptor(), event->path, home.owner);
     if (!file)
         return nullptr;
-    const bool alone = nobodyHolds(file);
+    const Hold taken = hold(file);
+    if (taken == Hold::none)
+        return nullptr;
+    const bool alone = taken == Hold::alone;
     arrival = alone ? Arrival::created : Arrival::joined;
-    const bool succeeded =
-        alone ? event->startAlone(directory, file, posted) : event->joinHeld(file);
+    const bool succeeded = alone ? event->startAlone(directory, file, posted) : event->map(file);
     return succeeded ? std::move(event) : nullptr;
 }
 
@@ -184,12 +206,12 @@ std::unique_ptr<NamedEvent> NamedEvent::open(const EventHome& home, const char* 
     const Descriptor file = findFile(directory.descriptor(), event->path, home.owner);
     if (!file)
         return nullptr;
-    if (nobodyHolds(file)) {
+    const Hold taken = hold(file);
+    if (taken == Hold::alone) {
         removeFile(directory.descriptor(), event->path);
         errno = ENOENT;
-        return nullptr;
     }
-    return event->joinHeld(file) ? std::move(event) : nullptr;
+    return taken == Hold::together && event->map(file) ? std::move(event) : nullptr;
 }
 
 void NamedEvent::clearAway(const EventDirectory& directory, uid_t owner) {
@@ -224,10 +246,6 @@ bool NamedEvent::startAlone(const EventDirectory& directory, const Descriptor& f
     removeFile(directory.descriptor(), path);
     errno = error;
     return false;
-}
-
-bool NamedEvent::joinHeld(const Descriptor& file) {
-    return flock(file.get(), LOCK_SH | LOCK_NB) == 0 && map(file);
 }
 
 bool NamedEvent::map(const Descriptor& file) {

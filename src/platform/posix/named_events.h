@@ -59,7 +59,6 @@ private:
     NamedEvent(const EventHome& where, std::string file) : home(where), path(std::move(file)) {}
 
     bool startAlone(const EventDirectory& directory, const Descriptor& file, bool posted);
-    bool joinHeld(const Descriptor& file);
     bool map(const Descriptor& file);
 
     EventHome home;
