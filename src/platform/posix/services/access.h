@@ -2,7 +2,7 @@
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_ACCESS_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_ACCESS_H
 
-#include "platform/posix/types.h"
+#include "platform/posix/base/types.h"
 
 namespace Sorvex::platform::services {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +11,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/refusal.h"

@@ -12,9 +12,9 @@
 
 #include <sys/types.h>
 
-#include "platform/posix/services.h"
 #include "platform/posix/services/limits.h"
 #include "platform/posix/services/locks.h"
+#include "platform/posix/services/services.h"
 
 namespace Sorvex::platform::services {
 

@@ -1,13 +1,14 @@
 #include "platform/posix/services/command_line.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/posix/host_path.h"
+#include "platform/posix/files/host_path.h"
 #include "platform/posix/services/refusal.h"
 
 namespace Sorvex::platform::services {

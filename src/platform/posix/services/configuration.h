@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/posix/types.h"
+#include "platform/posix/base/types.h"
 
 namespace Sorvex::platform::services {
 

@@ -5,7 +5,6 @@
 
 #include <sorvex/service_record.h>
 
-#include "platform/posix/services.h"
 #include "platform/posix/services/channel.h"
 #include "platform/posix/services/controls.h"
 #include "platform/posix/services/dependencies.h"
@@ -13,6 +12,7 @@
 #include "platform/posix/services/launch.h"
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
+#include "platform/posix/services/services.h"
 #include "platform/posix/services/start.h"
 
 namespace Sorvex::platform {

@@ -2,7 +2,7 @@
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_CONTROLS_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_CONTROLS_H
 
-#include "platform/posix/services.h"
+#include "platform/posix/services/services.h"
 
 namespace Sorvex::platform::services {
 

@@ -1,11 +1,13 @@
 #include "platform/posix/services/disk_steps.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/refusal.h"
 
 namespace Sorvex::platform::services {

@@ -1,6 +1,7 @@
 #include "platform/posix/services/dispatcher.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -9,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/controls.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/places.h"

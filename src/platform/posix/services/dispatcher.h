@@ -9,9 +9,9 @@
 
 #include <sys/types.h>
 
-#include "platform/posix/services.h"
 #include "platform/posix/services/channel.h"
 #include "platform/posix/services/run_state.h"
+#include "platform/posix/services/services.h"
 #include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {

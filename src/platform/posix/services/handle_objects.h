@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/posix/handles.h"
+#include "platform/posix/base/handles.h"
 #include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {

@@ -8,6 +8,7 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/locks.h"
 #include "platform/posix/services/refusal.h"

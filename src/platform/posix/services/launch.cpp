@@ -1,5 +1,6 @@
 #include "platform/posix/services/launch.h"
 
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <string>
@@ -13,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/account.h"
 #include "platform/posix/services/refusal.h"
 

@@ -1,9 +1,11 @@
 #include "platform/posix/services/locks.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/limits.h"
 #include "platform/posix/services/refusal.h"
 

@@ -1,25 +1,15 @@
-// System calls that are repeated, and owners of the kernel's locks.
+// Owners of the kernel's locks.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
 
-#include <cerrno>
 #include <utility>
 
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "platform/posix/descriptor.h"
+#include "platform/posix/base/descriptor.h"
 
 namespace Sorvex::platform::services {
-
-/// Repeats a system call that a signal has interrupted.
-template <typename Call>
-auto retried(Call call) {
-    auto result = call();
-    while (result == -1 && errno == EINTR)
-        result = call();
-    return result;
-}
 
 /// A lock on an open file that the kernel gives back when the last process that has it open dies.
 ///

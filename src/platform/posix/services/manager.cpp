@@ -4,13 +4,13 @@
 
 #include <sorvex/service_record.h>
 
-#include "platform/posix/services.h"
 #include "platform/posix/services/access.h"
 #include "platform/posix/services/dependencies.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/handle_objects.h"
 #include "platform/posix/services/host.h"
 #include "platform/posix/services/refusal.h"
+#include "platform/posix/services/services.h"
 
 namespace Sorvex::platform {
 

@@ -1,6 +1,8 @@
 #include <fcntl.h>
 
 #include "platform/posix/services/places.h"
+
+#include <cerrno>
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 

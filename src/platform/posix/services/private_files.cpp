@@ -1,5 +1,6 @@
 #include "platform/posix/services/private_files.h"
 
+#include <cerrno>
 #include <memory>
 
 #include <dirent.h>
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/refusal.h"
 

@@ -1,6 +1,6 @@
-#include "platform/posix/services.h"
 #include "platform/posix/services/dispatcher.h"
 #include "platform/posix/services/refusal.h"
+#include "platform/posix/services/services.h"
 
 namespace Sorvex::platform {
 

@@ -7,7 +7,7 @@
 #include <exception>
 #include <new>
 
-#include "platform/posix/errors.h"
+#include "platform/posix/base/errors.h"
 
 namespace Sorvex::platform::services {
 

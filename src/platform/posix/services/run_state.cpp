@@ -1,6 +1,7 @@
 #include "platform/posix/services/run_state.h"
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -8,6 +9,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "platform/posix/base/retried.h"
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/private_files.h"

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/services.h"
 #include "platform/posix/services/host.h"
 #include "platform/posix/services/locks.h"
+#include "platform/posix/services/services.h"
 
 namespace Sorvex::platform::services {
 

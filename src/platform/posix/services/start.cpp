@@ -1,6 +1,7 @@
 #include "platform/posix/services/start.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <csignal>
 

@@ -1,0 +1,50 @@
+// Keeps a thread from being ended in the middle of a step that must be done whole.
+#ifndef SORVEX_PLATFORM_POSIX_BASE_TERMINATION_SHIELD_H
+#define SORVEX_PLATFORM_POSIX_BASE_TERMINATION_SHIELD_H
+
+#include <atomic>
+
+namespace Sorvex::platform {
+
+/// Puts off TerminateThread on the calling thread until the end of the scope.
+///
+/// For short steps of the layer that take a lock of the whole process or hold what nobody else
+/// would give back. It costs no system call, nests, and does nothing for threads that CreateThread
+/// didn't make, since they can't be ended.
+class TerminationShield {
+public:
+    TerminationShield() noexcept { depth.store(depth.load(relaxed) + 1, relaxed); }
+
+    ~TerminationShield() {
+        const int outer = depth.load(relaxed) - 1;
+        depth.store(outer, relaxed);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (outer == 0 && endIsDue.load(relaxed))
+            endNow();
+    }
+
+    TerminationShield(const TerminationShield&) = delete;
+    TerminationShield& operator=(const TerminationShield&) = delete;
+
+    /// For the signal handler: whether the thread is shielded now. If so its end is noted.
+    static bool putsOffTheEnd() noexcept {
+        if (depth.load(relaxed) == 0)
+            return false;
+        endIsDue.store(true, relaxed);
+        return true;
+    }
+
+private:
+    static constexpr std::memory_order relaxed = std::memory_order_relaxed;
+
+    [[noreturn]] static void endNow() noexcept;
+
+    // Only their own thread and its signal handler look at them. A handler can't wait for storage
+    // that is allocated when it is first touched.
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<int> depth;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<bool> endIsDue;
+};
+
+}  // namespace Sorvex::platform
+
+#endif

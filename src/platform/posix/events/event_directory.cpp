@@ -1,0 +1,155 @@
+#include "platform/posix/events/event_directory.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Sorvex::platform {
+
+namespace {
+
+struct DirectoryClose {
+    void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+
+// Opens the directory of that name if it belongs to the owner, and shuts others out if they have
+// been let in. ENOENT: there is none; EEXIST: it is another user's, or no directory.
+Descriptor openOwn(int parent, const std::string& name, uid_t owner) {
+    struct stat facts {};
+    if (fstatat(parent, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)
+        return {};
+    if (!S_ISDIR(facts.st_mode) || facts.st_uid != owner) {
+        errno = EEXIST;
+        return {};
+    }
+    // Nobody else can rename or remove it in a directory where only owners may.
+    if ((facts.st_mode & 07777) != 0700 && fchmodat(parent, name.c_str(), 0700, 0) != 0)
+        return {};
+    return openAt(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+}
+
+// The first in order of all own directories whose names begin with the prefix.
+std::string firstOwn(int parent, const std::string& prefix, uid_t owner) {
+    std::string first;
+    forEachEntry(parent, [&](const std::string& name) {
+        struct stat facts {};
+        if (name.compare(0, prefix.size(), prefix) == 0 && (first.empty() || name < first) &&
+            fstatat(parent, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISDIR(facts.st_mode) && facts.st_uid == owner)
+            first = name;
+    });
+    return first;
+}
+
+std::string unpredictable() {
+    std::uint64_t number = 0;
+    if (getrandom(&number, sizeof(number), 0) != sizeof(number))
+        return {};
+    char digits[17];
+    std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(number));
+    return digits;
+}
+
+// Another user may have taken the name to keep the owner out. Then the directory gets a name that
+// nobody can take in advance, and everyone who acts for the owner finds it by looking through the
+// parent. It counts for as long as it is there, whatever becomes of the plain name.
+Descriptor openOrMake(const EventHome& home) {
+    const Descriptor parent = openAt(AT_FDCWD, home.parent, O_PATH | O_DIRECTORY);
+    if (!parent)
+        return {};
+    const std::string plain = "sorvex-" + std::to_string(home.owner);
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        Descriptor directory = openOwn(parent.get(), plain, home.owner);
+        if (directory || (errno != ENOENT && errno != EEXIST))
+            return directory;
+        const std::string other = firstOwn(parent.get(), plain + ".", home.owner);
+        if (!other.empty())
+            return openOwn(parent.get(), other, home.owner);
+        if (mkdirat(parent.get(), plain.c_str(), 0700) == 0)
+            continue;
+        if (errno != EEXIST)
+            return {};
+        // Another process of the same user may just have made it.
+        directory = openOwn(parent.get(), plain, home.owner);
+        if (directory)
+            return directory;
+        if (mkdirat(parent.get(), (plain + "." + unpredictable()).c_str(), 0700) != 0 &&
+            errno != EEXIST)
+            return {};
+    }
+    errno = EACCES;
+    return {};
+}
+
+void changeSignals(const std::uint64_t* blocked, std::uint64_t* before) noexcept {
+    // The runtime library's own call leaves its reserved signals out.
+    syscall(SYS_rt_sigprocmask, SIG_SETMASK, blocked, before, sizeof(std::uint64_t));
+}
+
+}  // namespace
+
+void forEachEntry(int directory, const std::function<void(const std::string&)>& function) {
+    Descriptor listing = openAt(directory, ".", O_RDONLY | O_DIRECTORY);
+    const std::unique_ptr<DIR, DirectoryClose> entries(fdopendir(listing.get()));
+    if (entries == nullptr)
+        return;
+    listing.release();
+    while (const dirent* entry = readdir(entries.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            function(name);
+    }
+}
+
+EventHome EventHome::ofUser() noexcept {
+    return {"/dev/shm", geteuid()};
+}
+
+SignalBlock::SignalBlock() noexcept {
+    const std::uint64_t all = ~std::uint64_t{0};
+    changeSignals(&all, &before);
+}
+
+SignalBlock::~SignalBlock() {
+    const int error = errno;
+    changeSignals(&before, nullptr);
+    errno = error;
+}
+
+void SignalBlock::rest() const noexcept {
+    changeSignals(&before, nullptr);
+    const timespec moment{0, 100000};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &moment, nullptr);
+    const std::uint64_t all = ~std::uint64_t{0};
+    changeSignals(&all, nullptr);
+}
+
+EventDirectory::EventDirectory(const EventHome& home) : directory(openOrMake(home)) {
+    while (directory && flock(directory.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK)
+            directory = Descriptor();
+        else
+            signals.rest();
+    }
+}
+
+EventDirectory::~EventDirectory() {
+    const int error = errno;
+    // Closing alone would leave the lock to a child that another thread has forked meanwhile.
+    if (directory)
+        flock(directory.get(), LOCK_UN);
+    errno = error;
+}
+
+}  // namespace Sorvex::platform

@@ -1,0 +1,70 @@
+// The private directory in which the named events of one user lie.
+#ifndef SORVEX_PLATFORM_POSIX_EVENTS_EVENT_DIRECTORY_H
+#define SORVEX_PLATFORM_POSIX_EVENTS_EVENT_DIRECTORY_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "platform/posix/base/descriptor.h"
+
+namespace Sorvex::platform {
+
+/// Where to look for the directory, and whose it has to be.
+struct EventHome {
+    const char* parent;  // has to outlive what is made of it
+    uid_t owner;
+
+    /// The shared memory of the machine and the user that the process acts for.
+    static EventHome ofUser() noexcept;
+};
+
+/// Keeps every signal from the calling thread until the end of the scope, those of the runtime
+/// library and those that end a thread included.
+class SignalBlock {
+public:
+    SignalBlock() noexcept;
+    ~SignalBlock();
+
+    SignalBlock(const SignalBlock&) = delete;
+    SignalBlock& operator=(const SignalBlock&) = delete;
+
+    /// Lets pending signals in and sleeps for a moment.
+    void rest() const noexcept;
+
+private:
+    std::uint64_t before = 0;
+};
+
+/// Holds the events' directory of one user alone, among the threads of all processes.
+///
+/// The kernel gives the lock back when its holder dies. A signal handler can't run meanwhile, since
+/// it could ask for the same lock, and the thread can't be ended, since its process would keep it.
+class EventDirectory {
+public:
+    /// Finds the directory, makes it when there is none, and waits until it is free.
+    explicit EventDirectory(const EventHome& home);
+    ~EventDirectory();
+
+    EventDirectory(const EventDirectory&) = delete;
+    EventDirectory& operator=(const EventDirectory&) = delete;
+
+    /// Whether the directory is held; if not, errno said why when it was made.
+    bool held() const noexcept { return static_cast<bool>(directory); }
+
+    int descriptor() const noexcept { return directory.get(); }
+
+private:
+    SignalBlock signals;
+    Descriptor directory;
+};
+
+/// Calls a function with the name of each entry of an open directory, but for the two of every
+/// directory. What can't be read has no entries.
+void forEachEntry(int directory, const std::function<void(const std::string&)>& function);
+
+}  // namespace Sorvex::platform
+
+#endif

@@ -1,0 +1,72 @@
+// Events that every process of one user finds by a name.
+#ifndef SORVEX_PLATFORM_POSIX_EVENTS_NAMED_EVENTS_H
+#define SORVEX_PLATFORM_POSIX_EVENTS_NAMED_EVENTS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/posix/events/event_directory.h"
+#include "platform/posix/events/event_state.h"
+
+namespace Sorvex::platform {
+
+/// The longest name of an event, in characters.
+constexpr std::size_t longestEventName = 259;
+
+/// The file of an event below the directory of events.
+///
+/// Letters, digits, '_' and '-' stand for themselves and all else as % and two hexadecimal digits,
+/// so that different names never meet. What is longer than a file name may be is cut into pieces,
+/// of which all but the last are directories, marked with a '+'.
+std::string eventPath(const char* name);
+
+/// One holder of a named event.
+///
+/// The event lies in a file, mapped into memory, and the mapping holds a shared lock on that file.
+/// The kernel ends the lock when the last mapping made of it goes: at the end, by execution of
+/// another program, or by death of the process; a forked child has a mapping of its own. So a file
+/// that nobody has locked is nobody's event. All who create, open and give up take turns through
+/// EventDirectory.
+class NamedEvent {
+public:
+    enum class Arrival { created, joined };
+
+    /// Creates the event, posted or not, or joins those who hold it; null with errno set.
+    static std::unique_ptr<NamedEvent> create(const EventHome& home, const char* name, bool posted,
+                                              Arrival& arrival);
+
+    /// Joins those who hold the event; null with errno set, to ENOENT when nobody does.
+    static std::unique_ptr<NamedEvent> open(const EventHome& home, const char* name);
+
+    /// Removes what holders left behind that were killed. Nobody misses it, but it would gather.
+    static void clearAway(const EventDirectory& directory, uid_t owner);
+
+    /// Gives the event up, and removes its file behind the last holder.
+    ~NamedEvent();
+
+    NamedEvent(const NamedEvent&) = delete;
+    NamedEvent& operator=(const NamedEvent&) = delete;
+
+    EventState& state() const noexcept { return *mapped; }
+
+    /// The same for all holders in this process.
+    std::uint64_t identity() const noexcept { return fileNumber; }
+
+private:
+    NamedEvent(const EventHome& where, std::string file) : home(where), path(std::move(file)) {}
+
+    bool startAlone(const EventDirectory& directory, const Descriptor& file, bool posted);
+    bool map(const Descriptor& file);
+
+    EventHome home;
+    std::string path;
+    EventState* mapped = nullptr;
+    std::uint64_t fileNumber = 0;
+};
+
+}  // namespace Sorvex::platform
+
+#endif

@@ -1,0 +1,27 @@
+#include "platform/posix/hostinfo/crypt_library.h"
+
+#include <atomic>
+
+#include <dlfcn.h>
+
+namespace Sorvex::platform {
+
+namespace {
+
+constinit std::atomic<void*> openedLibrary = nullptr;
+
+}  // namespace
+
+CryptLibrary openCryptLibrary() {
+    void* library = openedLibrary.load(std::memory_order_acquire);
+    if (library == nullptr) {
+        library = ::dlopen("libcrypt.so.1", RTLD_NOW | RTLD_LOCAL);
+        if (library == nullptr)
+            return {};
+        openedLibrary.store(library, std::memory_order_release);
+    }
+    return {true, reinterpret_cast<CryptLibrary::Hash*>(::dlsym(library, "crypt_r")),
+            reinterpret_cast<CryptLibrary::MakeSetting*>(::dlsym(library, "crypt_gensalt_rn"))};
+}
+
+}  // namespace Sorvex::platform

@@ -1,0 +1,123 @@
+// How a thread is ended from outside.
+//
+// A signal runs a handler in the thread, and the handler makes the system call that ends this one
+// thread: nothing is unwound, so functions that let no exception out and catch-all clauses don't
+// matter. The handler has a stack of its own, so the thread's may be full.
+//
+// The signal is one of the two that the C library keeps for itself and therefore blocks for no
+// program, whatever set of signals the program gives. The C library too refuses to install a
+// handler for it, so the system call is made here. The C library's own use of this signal, the
+// cancelling of threads, is passed on to its handler.
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "platform/posix/base/termination_shield.h"
+#include "platform/posix/threads/thread_record.h"
+
+namespace Sorvex::platform {
+
+constinit thread_local std::atomic<int> TerminationShield::depth{0};
+constinit thread_local std::atomic<bool> TerminationShield::endIsDue{false};
+
+void TerminationShield::endNow() noexcept {
+    currentThread->endByForce();
+}
+
+namespace {
+
+constexpr int endSignal = 32;
+
+using Handler = void (*)(int, siginfo_t*, void*);
+
+// As the kernel takes it, which is not as the C library does.
+struct KernelAction {
+    Handler handler;
+    unsigned long flags;
+    void (*restorer)();
+    std::uint32_t mask[2];
+};
+
+constexpr unsigned long flagRestorer = 0x04000000;
+
+constinit std::atomic<Handler> previousHandler{nullptr};
+
+}  // namespace
+
+// What a handler returns to. The debugger and the unwinder know these very bytes, which is why
+// nothing is told about the frame.
+#if defined(__x86_64__)
+extern "C" [[gnu::visibility("hidden")]] void sorvexReturnFromSignal();
+asm(".pushsection .text\n"
+    ".p2align 4\n"
+    "nop\n"  // the unwinder looks up the address before the one returned to
+    ".hidden sorvexReturnFromSignal\n"
+    ".globl sorvexReturnFromSignal\n"
+    ".type sorvexReturnFromSignal, @function\n"
+    "sorvexReturnFromSignal:\n"
+    "movq $15, %rax\n"
+    "syscall\n"
+    ".size sorvexReturnFromSignal, . - sorvexReturnFromSignal\n"
+    ".popsection\n");
+#endif
+
+namespace {
+
+void handleEndSignal(int number, siginfo_t* information, void* context) {
+    ThreadRecord* const record = currentThread;
+    if (record != nullptr && record->isToEnd()) {
+        if (!TerminationShield::putsOffTheEnd() && !record->isToBeMetElsewhere(context))
+            record->endByForce();
+        return;
+    }
+    if (const Handler previous = previousHandler.load(std::memory_order_acquire);
+        previous != nullptr)
+        previous(number, information, context);
+}
+
+long kernelAction(const KernelAction* wanted, KernelAction* present) noexcept {
+    return syscall(SYS_rt_sigaction, endSignal, wanted, present, sizeof KernelAction::mask);
+}
+
+bool isFunction(Handler handler) noexcept {
+    const auto value = reinterpret_cast<std::uintptr_t>(handler);
+    return value != reinterpret_cast<std::uintptr_t>(SIG_DFL) &&
+           value != reinterpret_cast<std::uintptr_t>(SIG_IGN);
+}
+
+void ensureHandler() noexcept {
+    KernelAction present{};
+    if (kernelAction(nullptr, &present) != 0 || present.handler == handleEndSignal)
+        return;
+    if (isFunction(present.handler))
+        previousHandler.store(present.handler, std::memory_order_release);
+
+    KernelAction action{};
+    action.handler = handleEndSignal;
+    action.flags = SA_SIGINFO | SA_RESTART | SA_ONSTACK;
+#if defined(__x86_64__)
+    action.flags |= flagRestorer;
+    action.restorer = sorvexReturnFromSignal;
+#endif
+    kernelAction(&action, nullptr);
+}
+
+}  // namespace
+
+void sendEndSignal(pid_t thread) noexcept {
+    // Looked at each time: the C library installs its handler when a thread is first cancelled.
+    ensureHandler();
+    siginfo_t information{};
+    information.si_signo = endSignal;
+    // The C library's handler takes signals of another origin for a cancellation.
+    information.si_code = SI_QUEUE;
+    information.si_pid = getpid();
+    information.si_uid = getuid();
+    syscall(SYS_rt_tgsigqueueinfo, information.si_pid, thread, endSignal, &information);
+}
+
+}  // namespace Sorvex::platform

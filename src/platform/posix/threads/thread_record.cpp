@@ -1,0 +1,351 @@
+#include "platform/posix/threads/thread_record.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <new>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "platform/posix/base/errors.h"
+#include "platform/posix/base/handles.h"
+#include "platform/posix/base/termination_shield.h"
+#include "platform/posix/threads/shared_code.h"
+
+namespace Sorvex::platform {
+
+constinit thread_local ThreadRecord* currentThread = nullptr;
+
+namespace {
+
+// Room for the frame of a signal, which grows with the processor's registers, and for handlers of
+// the application that ask for a stack of their own. What isn't used is never touched.
+constexpr std::size_t signalStackSize = std::size_t{64} * 1024;
+
+constexpr std::size_t smallestStack = std::size_t{64} * 1024;
+
+// How long a thread is given to answer a signal before the next one, in milliseconds.
+constexpr DWORD longestAnswer = 10;
+
+constexpr timespec timeToGetOn{0, 20000};
+
+// A thread that is met amid the code of the C library again and again is in one long call. Counted
+// in nanoseconds of its own work, since signals can meet it many times in one place on a busy
+// machine.
+constexpr std::uint64_t mostWorkInSharedCode = 200'000'000;
+
+const std::uint32_t* wordOf(const std::atomic<std::uint32_t>& value) noexcept {
+    return reinterpret_cast<const std::uint32_t*>(&value);
+}
+
+std::uint64_t now() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return fileTimeTicks(fileTimeFromHost(time.tv_sec, static_cast<std::uint32_t>(time.tv_nsec)));
+}
+
+std::uint64_t ticksOf(const timeval& time) noexcept {
+    return static_cast<std::uint64_t>(time.tv_sec) * 10000000U +
+           static_cast<std::uint64_t>(time.tv_usec) * 10U;
+}
+
+// Nanoseconds that processors have spent on the calling thread; never 0.
+std::uint64_t ownWork() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
+           static_cast<std::uint64_t>(time.tv_nsec) + 1;
+}
+
+// The end of a thread is noticed through the value of a key that the thread holds.
+struct EndKey {
+    explicit EndKey(void (*leave)(void*)) noexcept : error(pthread_key_create(&key, leave)) {}
+
+    pthread_key_t key{};
+    const int error;
+};
+
+#if SORVEX_THREAD_SANITIZER
+// Nobody may jump to where a thread began when that place is no more.
+struct WayOut {
+    ~WayOut() { currentThread = nullptr; }
+};
+#else
+// The C library hands the memory of an ended thread to a new one, and counts on the end to have
+// emptied the values of all keys. Setting none allocates nothing; unused keys are refused.
+void forgetKeys() noexcept {
+    for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key)
+        pthread_setspecific(key, nullptr);
+}
+#endif
+
+// Gives the calling thread a stack for signal handlers. A sanitizer may have given one before,
+// which it will want back.
+class SignalStack {
+public:
+    explicit SignalStack(std::byte* area) noexcept : start(area) {
+        stack_t own{};
+        own.ss_sp = area;
+        own.ss_size = signalStackSize;
+        stack_t previous{};
+        sigaltstack(&own, &previous);
+        if ((previous.ss_flags & SS_DISABLE) == 0)
+            sigaltstack(&previous, nullptr);
+    }
+
+    ~SignalStack() {
+        stack_t none{};
+        none.ss_flags = SS_DISABLE;
+        stack_t present{};
+        sigaltstack(&none, &present);
+        if (present.ss_sp != start && (present.ss_flags & SS_DISABLE) == 0)
+            sigaltstack(&present, nullptr);
+    }
+
+    SignalStack(const SignalStack&) = delete;
+    SignalStack& operator=(const SignalStack&) = delete;
+
+private:
+    const std::byte* const start;
+};
+
+class Attributes {
+public:
+    Attributes() noexcept { pthread_attr_init(&attributes); }
+    ~Attributes() { pthread_attr_destroy(&attributes); }
+
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+
+    int setStackSize(std::size_t size) noexcept {
+        if (size == 0)
+            pthread_attr_getstacksize(&attributes, &size);
+        if (size < smallestStack)
+            size = smallestStack;
+        if (size > std::numeric_limits<std::size_t>::max() - signalStackSize)
+            return ENOMEM;
+        return pthread_attr_setstacksize(&attributes, size + signalStackSize);
+    }
+
+    const pthread_attr_t* get() const noexcept { return &attributes; }
+
+private:
+    pthread_attr_t attributes{};
+};
+
+// The host's number of a thread that was just made and can't have been joined yet, without a wait
+// until it runs: it is part of the number of the thread's processor clock. 0 when it has ended.
+pid_t hostIdOf(pthread_t thread) noexcept {
+    clockid_t clock{};
+    return pthread_getcpuclockid(thread, &clock) == 0 ? static_cast<pid_t>(~(clock >> 3)) : 0;
+}
+
+}  // namespace
+
+ProcessorTimes ownProcessorTimes() noexcept {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return {ticksOf(usage.ru_stime), ticksOf(usage.ru_utime)};
+}
+
+ThreadRecord::ThreadRecord(pthread_key_t endKey, LPTHREAD_START_ROUTINE startRoutine,
+                           void* startArgument) noexcept
+    : creationTime(now()), key(endKey), routine(startRoutine), argument(startArgument) {}
+
+ThreadRecord* ThreadRecord::start(std::size_t stackSize, LPTHREAD_START_ROUTINE routine,
+                                  void* argument) noexcept {
+    static const EndKey endKey(leave);
+    auto* const record = endKey.error == 0 ? new (std::nothrow)
+                                                 ThreadRecord(endKey.key, routine, argument)
+                                           : nullptr;
+    if (record == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    if (const int error = record->make(stackSize); error != 0) {
+        delete record;
+        SetLastError(errorFromErrno(error));
+        return nullptr;
+    }
+    return record;
+}
+
+int ThreadRecord::make(std::size_t stackSize) noexcept {
+    Attributes attributes;
+    if (const int error = attributes.setStackSize(stackSize); error != 0)
+        return error;
+    if (const int error = pthread_create(&thread, attributes.get(), enter, this); error != 0)
+        return error;
+    // A thread that is already at its end has stored its number itself.
+    if (const pid_t host = hostIdOf(thread); host != 0)
+        id.store(host, std::memory_order_relaxed);
+    return 0;
+}
+
+// A frame that lasts as long as the thread's work holds the stack for signals.
+void* ThreadRecord::enter(void* record) {
+    alignas(std::max_align_t) std::byte area[signalStackSize];
+    const SignalStack signalStack(area);
+    static_cast<ThreadRecord*>(record)->run();
+    return nullptr;
+}
+
+void ThreadRecord::run() {
+    id.store(static_cast<pid_t>(GetCurrentThreadId()), std::memory_order_relaxed);
+    // Only a program that holds dozens of keys makes this allocate.
+    if (pthread_setspecific(key, this) != 0)
+        std::abort();
+#if SORVEX_THREAD_SANITIZER
+    const WayOut wayOutExists;
+    if (sigsetjmp(wayOut, 1) != 0)
+        return;
+#endif
+    currentThread = this;
+    // A signal that came before this found no record and did nothing.
+    if (isToEnd())
+        endByForce();
+    routine(argument);
+}
+
+// Runs when all that the language destroys at the end of a thread is destroyed. The last round but
+// one is taken, so that other keys had theirs before; a sanitizer takes the last.
+void ThreadRecord::leave(void* value) noexcept {
+    ThreadRecord& record = *static_cast<ThreadRecord*>(value);
+    if (++record.endRounds < PTHREAD_DESTRUCTOR_ITERATIONS - 1 &&
+        pthread_setspecific(record.key, &record) == 0)
+        return;
+    currentThread = nullptr;
+    record.publishEnd();
+    record.release();
+}
+
+void ThreadRecord::publishEnd() noexcept {
+    exitTime = now();
+    finalTimes = ownProcessorTimes();
+    if ((life.fetch_or(ended, std::memory_order_acq_rel) & awaited) != 0)
+        futexWakeAll(wordOf(life));
+}
+
+void ThreadRecord::endByForce() noexcept {
+    // Signals that are still on their way do nothing any more.
+    currentThread = nullptr;
+#if SORVEX_THREAD_SANITIZER
+    // The sanitizer knows of the end of a thread only when its first function returns.
+    siglongjmp(wayOut, 1);
+#else
+    endedByForce = true;
+    publishEnd();
+    forgetKeys();
+    for (;;)
+        syscall(SYS_exit, 0);
+#endif
+}
+
+bool ThreadRecord::sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept {
+    if ((state & awaited) == 0 && !life.compare_exchange_strong(state, state | awaited))
+        return true;
+    return futexWait(wordOf(life), state | awaited, Sharing::process, deadline);
+}
+
+bool ThreadRecord::waitForEnd(const Deadline& deadline) noexcept {
+    std::uint32_t state = life.load(std::memory_order_acquire);
+    while ((state & ended) == 0 && sleepWhile(state, deadline))
+        state = life.load(std::memory_order_acquire);
+    return hasEnded();
+}
+
+bool ThreadRecord::joinAtOnce() noexcept {
+    return currentThread == nullptr && joinAlone();
+}
+
+void ThreadRecord::join() noexcept {
+    const Deadline never(INFINITE);
+    std::uint32_t state = joinState.load(std::memory_order_acquire);
+    while (state != joined) {
+        if (state == joining)
+            futexWait(wordOf(joinState), joining, Sharing::process, never);
+        else if (joinAlone())
+            return;
+        state = joinState.load(std::memory_order_acquire);
+    }
+}
+
+bool ThreadRecord::joinAlone() noexcept {
+    // The C library remembers who joins and takes locks of its own.
+    const TerminationShield shield;
+    std::uint32_t state = notJoined;
+    if (!joinState.compare_exchange_strong(state, joining))
+        return false;
+    // A waiter can't be cancelled, which would leave the others waiting for it.
+    int cancelState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+    pthread_join(thread, nullptr);
+    pthread_setcancelstate(cancelState, nullptr);
+    joinState.store(joined, std::memory_order_release);
+    futexWakeAll(wordOf(joinState));
+    return true;
+}
+
+void ThreadRecord::askToEnd() noexcept {
+    std::uint32_t state = life.load(std::memory_order_acquire);
+    const std::uint32_t before = state / onePutOff;
+    sendEndSignal(hostId());
+    const Deadline limit(longestAnswer);
+    while ((state & ended) == 0 && state / onePutOff == before && sleepWhile(state, limit))
+        state = life.load(std::memory_order_acquire);
+    // A thread that has put off its end must get on, or the next signal meets it in the same place.
+    if ((state & ended) == 0)
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &timeToGetOn, nullptr);
+}
+
+void ThreadRecord::terminate() noexcept {
+    {
+        const TerminationShield shield;
+        findSharedCode();
+    }
+    endRequested.store(true);
+    // The request is repeated for a thread that stood in a bad place or hasn't begun, for the
+    // moment in which the C library puts its own handler in place, and for a full queue of signals.
+    while (!hasEnded())
+        askToEnd();
+    join();
+}
+
+bool ThreadRecord::isToBeMetElsewhere(const void* signalContext) noexcept {
+    if (!interruptsSharedCode(signalContext))
+        return false;
+    const std::uint64_t work = ownWork();
+    if (workBeforePuttingOff == 0)
+        workBeforePuttingOff = work;
+    if (work - workBeforePuttingOff > mostWorkInSharedCode)
+        return false;
+    life.fetch_add(onePutOff, std::memory_order_relaxed);
+    futexWakeAll(wordOf(life));
+    return true;
+}
+
+void ThreadRecord::closeHandle() noexcept {
+    const TerminationShield shield;
+    // The C library takes no notice of the end of a thread that was ended by force.
+    const bool isGone = joinState.load(std::memory_order_acquire) == joined;
+    if (isGone || (hasEnded() && endedByForce)) {
+        join();
+        delete this;
+        return;
+    }
+    pthread_detach(thread);
+    release();
+}
+
+void ThreadRecord::release() noexcept {
+    if (owners.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete this;
+}
+
+}  // namespace Sorvex::platform

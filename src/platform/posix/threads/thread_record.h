@@ -1,0 +1,143 @@
+// What the layer knows of one thread, and how the thread ends.
+#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREAD_RECORD_H
+#define SORVEX_PLATFORM_POSIX_THREADS_THREAD_RECORD_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include <pthread.h>
+#include <sys/types.h>
+
+#include "platform/posix/base/futex.h"
+#include "platform/posix/base/sanitizers.h"
+#include "platform/posix/base/types.h"
+#include "platform/posix/threads/threads.h"
+
+#if SORVEX_THREAD_SANITIZER
+#include <csetjmp>
+#endif
+
+namespace Sorvex::platform {
+
+/// Processor time in units of 100 ns.
+struct ProcessorTimes {
+    std::uint64_t kernel = 0;
+    std::uint64_t user = 0;
+};
+
+/// The processor time of the calling thread.
+ProcessorTimes ownProcessorTimes() noexcept;
+
+/// The record of one thread. It goes with its handle; when the handle is closed first, with the
+/// later of the two.
+///
+/// That the thread has ended is a word which the thread itself sets: in its last step before the C
+/// library takes it apart, or right before the system call that ends it by force. Who waits only
+/// looks at that word, so a thread that is ended while it waits for another leaves no trace there.
+/// The C library is asked to join when the thread is at its end and the call can't block, or by
+/// threads that can't be ended.
+class ThreadRecord {
+public:
+    ThreadRecord(const ThreadRecord&) = delete;
+    ThreadRecord& operator=(const ThreadRecord&) = delete;
+
+    /// Makes a thread with a stack of so many bytes, 0 for the usual size. Null with the last error
+    /// set on failure.
+    static ThreadRecord* start(std::size_t stackSize, LPTHREAD_START_ROUTINE routine,
+                               void* argument) noexcept;
+
+    bool hasEnded() const noexcept { return (life.load(std::memory_order_acquire) & ended) != 0; }
+
+    /// Waits for the end; false when the deadline passed first.
+    bool waitForEnd(const Deadline& deadline) noexcept;
+
+    /// Waits for the end in the C library, which sleeps once where waitForEnd and join sleep twice.
+    /// False when the calling thread might be ended meanwhile, or another joins already.
+    bool joinAtOnce() noexcept;
+
+    /// After the end: waits for the short rest, and gives the stack back.
+    void join() noexcept;
+
+    /// Ends the thread from another one, and returns when it can't run any more.
+    void terminate() noexcept;
+
+    /// Ends the calling thread, whose record this is.
+    [[noreturn]] void endByForce() noexcept;
+
+    /// Tells the signal handler whether the thread is to end.
+    bool isToEnd() const noexcept { return endRequested.load(std::memory_order_seq_cst); }
+
+    /// Tells the signal handler whether the signal should meet the thread in another place than
+    /// this one. After a while any place is good enough.
+    bool isToBeMetElsewhere(const void* signalContext) noexcept;
+
+    /// Closes the handle: nobody will ask for the end any more.
+    void closeHandle() noexcept;
+
+    /// The host's number of the thread; it may be anyone's once the thread has ended.
+    pid_t hostId() const noexcept { return id.load(std::memory_order_relaxed); }
+
+    // Written before the end is made known.
+    std::uint64_t exitTime = 0;
+    ProcessorTimes finalTimes;
+
+    const std::uint64_t creationTime;
+
+    std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
+    // The nice value that stands for normal; it is read when a priority is first set.
+    std::atomic<int> normalNice{unknownNice};
+    static constexpr int unknownNice = 1000;
+
+private:
+    ThreadRecord(pthread_key_t key, LPTHREAD_START_ROUTINE routine, void* argument) noexcept;
+    ~ThreadRecord() = default;
+
+    static void* enter(void* record);
+    static void leave(void* value) noexcept;
+
+    int make(std::size_t stackSize) noexcept;
+    void run();
+    void publishEnd() noexcept;
+    void askToEnd() noexcept;
+    bool sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept;
+    bool joinAlone() noexcept;
+    void release() noexcept;
+
+    // Two bits of the word, and the number of times that the thread has put off its end.
+    static constexpr std::uint32_t awaited = 1;  // somebody may be asleep on the word
+    static constexpr std::uint32_t ended = 2;
+    static constexpr std::uint32_t onePutOff = 4;
+
+    static constexpr std::uint32_t notJoined = 0;
+    static constexpr std::uint32_t joining = 1;
+    static constexpr std::uint32_t joined = 2;
+
+    std::atomic<std::uint32_t> life{0};
+    std::atomic<std::uint32_t> joinState{notJoined};
+    std::atomic<int> owners{2};
+    std::atomic<pid_t> id{0};
+    std::atomic<bool> endRequested{false};
+    bool endedByForce = false;
+    unsigned endRounds = 0;
+    std::uint64_t workBeforePuttingOff = 0;  // 0 until the end is first put off
+    pthread_t thread{};
+    const pthread_key_t key;
+    const LPTHREAD_START_ROUTINE routine;
+    void* const argument;
+#if SORVEX_THREAD_SANITIZER
+    sigjmp_buf wayOut;
+#endif
+};
+
+/// The record of the calling thread; null in a thread that CreateThread didn't make. A signal
+/// handler reads it, so it lies in storage that is never allocated late.
+[[gnu::tls_model("initial-exec")]] extern constinit thread_local ThreadRecord* currentThread;
+
+/// Makes sure that the signal which ends threads finds its handler, and sends it to a thread of
+/// this process.
+void sendEndSignal(pid_t thread) noexcept;
+
+}  // namespace Sorvex::platform
+
+#endif

@@ -1,0 +1,233 @@
+#include "platform/posix/threads/threads.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "platform/posix/base/errors.h"
+#include "platform/posix/base/handles.h"
+#include "platform/posix/base/termination_shield.h"
+#include "platform/posix/threads/thread_record.h"
+
+namespace Sorvex::platform {
+
+namespace {
+
+class ThreadHandle : public HandleObject {
+public:
+    ThreadHandle() = default;
+
+    ~ThreadHandle() override {
+        if (record != nullptr)
+            record->closeHandle();
+    }
+
+    ThreadHandle(const ThreadHandle&) = delete;
+    ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+    DWORD wait(DWORD milliseconds) override {
+        if (milliseconds == INFINITE && record->joinAtOnce())
+            return WAIT_OBJECT_0;
+        if (!record->hasEnded() &&
+            (milliseconds == 0 || !record->waitForEnd(Deadline(milliseconds))))
+            return WAIT_TIMEOUT;
+        record->join();
+        return WAIT_OBJECT_0;
+    }
+
+    ThreadRecord* record = nullptr;
+};
+
+// Null with the last error set for anything but the handle of a thread.
+ThreadRecord* recordOf(HANDLE handle) {
+    auto* const thread = dynamic_cast<ThreadHandle*>(static_cast<HandleObject*>(handle));
+    if (thread == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    return thread->record;
+}
+
+struct PriorityStep {
+    int priority;
+    int niceOffset;
+};
+
+constexpr PriorityStep prioritySteps[] = {
+    {THREAD_PRIORITY_IDLE, 19},           {THREAD_PRIORITY_LOWEST, 10},
+    {THREAD_PRIORITY_BELOW_NORMAL, 5},    {THREAD_PRIORITY_NORMAL, 0},
+    {THREAD_PRIORITY_ABOVE_NORMAL, -5},   {THREAD_PRIORITY_HIGHEST, -10},
+    {THREAD_PRIORITY_TIME_CRITICAL, -20},
+};
+
+bool setNice(pid_t thread, int nice) noexcept {
+    return setpriority(PRIO_PROCESS, static_cast<id_t>(thread), std::clamp(nice, -20, 19)) == 0;
+}
+
+// The nice value that the thread had before any priority was set.
+int normalNiceOf(ThreadRecord& record) noexcept {
+    int known = ThreadRecord::unknownNice;
+    const int present = getpriority(PRIO_PROCESS, static_cast<id_t>(record.hostId()));
+    record.normalNice.compare_exchange_strong(known, present);
+    return record.normalNice;
+}
+
+// The host lets a new thread inherit the nice value of its maker, the platform starts it as normal.
+// Where the host refuses to raise it again it keeps what it has, and says so.
+void startAsNormal(ThreadRecord& record) noexcept {
+    const ThreadRecord* const maker = currentThread;
+    if (maker == nullptr || maker->priority == THREAD_PRIORITY_NORMAL)
+        return;
+    record.normalNice = maker->normalNice.load();
+    if (!setNice(record.hostId(), record.normalNice))
+        record.priority = maker->priority.load();
+}
+
+FILETIME asFileTime(std::uint64_t ticks) noexcept {
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
+}
+
+// Reads the host's account of another thread: its times in user and in kernel mode are the 12th and
+// 13th field behind the name, which stands in parentheses and may hold any character.
+bool readProcessorTimes(pid_t thread, ProcessorTimes& times) noexcept {
+    char name[64];
+    std::snprintf(name, sizeof name, "/proc/self/task/%d/stat", static_cast<int>(thread));
+    char text[1024];
+    ssize_t length = -1;
+    {
+        const TerminationShield shield;
+        const int file = open(name, O_RDONLY | O_CLOEXEC);
+        if (file < 0)
+            return false;
+        do
+            length = read(file, text, sizeof text);
+        while (length < 0 && errno == EINTR);
+        close(file);
+    }
+    std::string_view fields(text, length < 0 ? 0 : static_cast<std::size_t>(length));
+    fields.remove_prefix(std::min(fields.size(), fields.rfind(')') + 1));
+    for (int skipped = 0; skipped < 12; ++skipped)
+        fields.remove_prefix(std::min(fields.size(), fields.find(' ') + 1));
+
+    std::uint64_t user = 0;
+    std::uint64_t kernel = 0;
+    const char* const end = fields.data() + fields.size();
+    const auto [afterUser, error] = std::from_chars(fields.data(), end, user);
+    if (error != std::errc{} || afterUser == end ||
+        std::from_chars(afterUser + 1, end, kernel).ec != std::errc{})
+        return false;
+    const auto unit = 10000000U / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+    times = {kernel * unit, user * unit};
+    return true;
+}
+
+// False when the thread ended before an answer came.
+bool runningProcessorTimes(const ThreadRecord& record, ProcessorTimes& times) noexcept {
+    if (&record == currentThread) {
+        times = ownProcessorTimes();
+        return true;
+    }
+    // Once it has ended, its number may be another thread's.
+    return readProcessorTimes(record.hostId(), times) && !record.hasEnded();
+}
+
+[[gnu::tls_model("initial-exec")]] constinit thread_local DWORD knownThreadId = 0;
+
+void forgetThreadId() {
+    knownThreadId = 0;
+}
+
+}  // namespace
+
+HANDLE CreateThread(const void* /*securityAttributes*/, std::size_t stackSize,
+                    LPTHREAD_START_ROUTINE routine, void* argument, DWORD /*flags*/,
+                    DWORD* threadId) {
+    // The C library holds a lock of the whole process while it makes a thread.
+    const TerminationShield shield;
+    auto handle = std::unique_ptr<ThreadHandle>(new (std::nothrow) ThreadHandle);
+    if (handle == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    handle->record = ThreadRecord::start(stackSize, routine, argument);
+    if (handle->record == nullptr)
+        return nullptr;
+    startAsNormal(*handle->record);
+    *threadId = static_cast<DWORD>(handle->record->hostId());
+    return handle.release();
+}
+
+BOOL TerminateThread(HANDLE thread, DWORD /*exitCode*/) {
+    ThreadRecord* const record = recordOf(thread);
+    if (record == nullptr)
+        return FALSE;
+    if (record == currentThread)
+        record->endByForce();
+    record->terminate();
+    return TRUE;
+}
+
+int GetThreadPriority(HANDLE thread) {
+    const ThreadRecord* const record = recordOf(thread);
+    return record == nullptr ? THREAD_PRIORITY_ERROR_RETURN : record->priority.load();
+}
+
+BOOL SetThreadPriority(HANDLE thread, int priority) {
+    ThreadRecord* const record = recordOf(thread);
+    if (record == nullptr)
+        return FALSE;
+    const auto* const step =
+        std::find_if(std::begin(prioritySteps), std::end(prioritySteps),
+                     [&](const PriorityStep& s) { return s.priority == priority; });
+    if (step == std::end(prioritySteps)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (!record->hasEnded() &&
+        !setNice(record->hostId(), normalNiceOf(*record) + step->niceOffset) && errno != ESRCH) {
+        setLastErrorFromErrno();
+        return FALSE;
+    }
+    record->priority = priority;
+    return TRUE;
+}
+
+BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME* kernel,
+                    FILETIME* user) {
+    const ThreadRecord* const record = recordOf(thread);
+    if (record == nullptr)
+        return FALSE;
+    ProcessorTimes times;
+    const bool running = !record->hasEnded() && runningProcessorTimes(*record, times);
+    if (!running && !record->hasEnded()) {
+        setLastErrorFromErrno();
+        return FALSE;
+    }
+    if (!running)
+        times = record->finalTimes;
+    *creation = asFileTime(record->creationTime);
+    *exit = asFileTime(running ? 0 : record->exitTime);
+    *kernel = asFileTime(times.kernel);
+    *user = asFileTime(times.user);
+    return TRUE;
+}
+
+DWORD GetCurrentThreadId() noexcept {
+    // The only thread of a forked process has another number than the one it was made by.
+    static const bool forksAreSeen = pthread_atfork(nullptr, nullptr, forgetThreadId) == 0;
+    if (knownThreadId == 0 || !forksAreSeen)
+        knownThreadId = static_cast<DWORD>(gettid());
+    return knownThreadId;
+}
+
+}  // namespace Sorvex::platform
