@@ -20,12 +20,12 @@ public:
     BDirectory(const char* name);
     ~BDirectory() override;
 
-    BDirectory(const BDirectory&) = default;
-    BDirectory& operator=(const BDirectory&) = default;
+    BDirectory(const BDirectory&) = default;             ///< A copy has the name.
+    BDirectory& operator=(const BDirectory&) = default;  ///< Takes over the name.
 
     /// Whether the name exists, as a directory or as anything else.
     static bool exists(const char* name) noexcept;
-    bool exists() const noexcept;
+    bool exists() const noexcept;  ///< Whether the held name exists, as whatever it is.
 
     /// Makes the directory. Whatever exists under the name already is left as it is, and is no
     /// failure.
@@ -37,7 +37,7 @@ public:
     ///     directory; directories must not end with slash" and the name; or the failure of
     ///     BPath::fullName
     static void create(const char* name, bool recursive);
-    BDirectory& create(bool recursive);
+    BDirectory& create(bool recursive);  ///< Makes the directory of the held name.
 
     /// Removes the directory, which must be empty.
     ///
@@ -46,7 +46,7 @@ public:
     /// @throws std::runtime_error "BDirectory::remove(): error removing directory ", the directory,
     ///     a blank and the error text; or what zap throws
     static void remove(const char* name, bool recursive);
-    BDirectory& remove(bool recursive);
+    BDirectory& remove(bool recursive);  ///< Removes the directory of the held name.
 
     /// Removes the entries that match a pattern, subdirectories with all that they hold, and keeps
     /// the directory, which need not exist. Read-only entries are no exception where the platform
@@ -55,7 +55,7 @@ public:
     /// @param pattern as a BPathCursor takes it; null for all entries
     /// @throws std::runtime_error what BPathCursor, BFile::remove, BPath::fullName or remove throw
     static void zap(const char* name, const char* pattern);
-    BDirectory& zap(const char* pattern);
+    BDirectory& zap(const char* pattern);  ///< Removes entries of the directory of the held name.
 
     /// Copies the entries of the directory into another, which is made with its parents if it is
     /// missing. A directory inside itself can be the target: it is not copied. A source that
@@ -66,6 +66,7 @@ public:
     /// @throws std::runtime_error what BPathCursor, BFile::copy, BPath::fullName or create throw;
     ///     that of create, too, when the place of a subdirectory in the target is taken by a link
     static void copy(const char* source, const char* target, bool overwrite, bool recursive);
+    /// Copies the entries of the directory of the held name.
     BDirectory& copy(const char* target, bool overwrite, bool recursive);
 
     /// Whether the absolute name of the parent starts with a backslash or has one as its third
@@ -73,7 +74,7 @@ public:
     ///
     /// @throws std::runtime_error the failure of BPath::fullName
     static bool isRoot(const char* name);
-    bool isRoot() const;
+    bool isRoot() const;  ///< Whether that is so of the held name.
 };
 
 }  // namespace Sorvex

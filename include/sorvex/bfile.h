@@ -34,7 +34,7 @@ public:
 
     /// A closed file; the disk is not touched.
     BFile(const char* name);
-    BFile(const std::string& name);
+    BFile(const std::string& name);  ///< A closed file, named by a standard string.
 
     /// Closes the file, as close().
     ~BFile() override;
@@ -54,7 +54,7 @@ public:
     /// @throws std::runtime_error "BFile::create(): can not fopen NAME mode:MODE."; the object is
     ///     closed then
     BFile& create(const char* mode);
-    BFile& open(const char* mode);
+    BFile& open(const char* mode);  ///< Opens as create() does.
 
     /// Takes another name, which stays whatever follows, and opens the file of that name. What was
     /// learned of the old name is kept until getInformation().
@@ -110,14 +110,14 @@ public:
     /// @throws std::logic_error "BFile::canAccess(): Invalid access mode specified for file NAME"
     ///     for a mode that is none of the four
     static bool canAccess(const char* name, AccessMode mode);
-    bool canAccess(AccessMode mode) const;
+    bool canAccess(AccessMode mode) const;  ///< Whether it has this access to its own file.
 
     /// Removes what is not a directory; of a link, the link itself. The member does not close the
     /// file first.
     ///
     /// @throws std::runtime_error "BFile::remove(): error removing file NAME ERROR"
     static void remove(const char* name);
-    BFile& remove();
+    BFile& remove();  ///< Removes the file of the held name.
 
     /// Copies contents, permissions and time of modification. The target has its name only once it
     /// is whole; what it replaces stays as it is until then, and after a failure. Without overwrite
@@ -127,7 +127,7 @@ public:
     ///
     /// @throws std::runtime_error "BFile::copy(): failed SOURCE to TARGET ERROR"
     static void copy(const char* source, const char* target, bool overwrite);
-    BFile& copy(const char* target, bool overwrite);
+    BFile& copy(const char* target, bool overwrite);  ///< Copies the file of the held name.
 
     /// A name that nothing has: the given one, or else the first of NAME.001.EXTENSION,
     /// NAME.002.EXTENSION and so on that is free. The number goes before the last dot of the whole

@@ -38,19 +38,24 @@ public:
         /// The bits as a number.
         constexpr operator unsigned long() const noexcept { return bits; }
 
-        /// Bit by bit.
+        /// The bits that either has. All operators work bit by bit.
         friend constexpr Attr operator|(Attr left, Attr right) noexcept {
             return Attr(left.bits | right.bits);
         }
+        /// The bits that both have.
         friend constexpr Attr operator&(Attr left, Attr right) noexcept {
             return Attr(left.bits & right.bits);
         }
+        /// The bits that one has and the other has not.
         friend constexpr Attr operator^(Attr left, Attr right) noexcept {
             return Attr(left.bits ^ right.bits);
         }
-        constexpr Attr operator~() const noexcept { return Attr(~bits); }
+        constexpr Attr operator~() const noexcept { return Attr(~bits); }  ///< The others.
+        /// Adds bits.
         constexpr Attr& operator|=(Attr other) noexcept { return *this = *this | other; }
+        /// Keeps no others.
         constexpr Attr& operator&=(Attr other) noexcept { return *this = *this & other; }
+        /// Turns bits round.
         constexpr Attr& operator^=(Attr other) noexcept { return *this = *this ^ other; }
 
     private:
@@ -69,23 +74,23 @@ public:
 
     /// Holds a name as it is given; the disk is not touched.
     BPath(const char* name);
-    BPath(const std::string& name);
+    BPath(const std::string& name);  ///< Holds a name given as a standard string.
 
     virtual ~BPath();
 
     /// A copy has the name and none of what was learned of it.
     BPath(const BPath& other);
-    BPath& operator=(const BPath& other);
+    BPath& operator=(const BPath& other);  ///< Takes over the name; what was learned is dropped.
 
     /// The held name; valid until the object changes its name or ends.
     operator const char*() const noexcept { return pathName.c_str(); }
-    operator const std::string&() const noexcept { return pathName; }
-    const std::string& name() const noexcept { return pathName; }
+    operator const std::string&() const noexcept { return pathName; }  ///< The held name.
+    const std::string& name() const noexcept { return pathName; }      ///< The held name.
 
     /// Whether anything has this name: a file, a directory or something else. A link counts for
     /// what is behind it. Nothing is learned for later questions.
     static bool exists(const char* name) noexcept;
-    bool exists() const noexcept;
+    bool exists() const noexcept;  ///< Whether anything has the held name.
 
     /// Gives a file or directory another name. The member then holds the new name as it was passed;
     /// after a failure it keeps the old one.
@@ -98,42 +103,42 @@ public:
     ///     "BPath::move(): error removing file NEW ERROR", or
     ///     "BPath::move(): error renaming OLD to NEW ERROR"
     static void move(const char* oldName, const char* newName, bool replace);
-    BPath& move(const char* newName, bool replace);
+    BPath& move(const char* newName, bool replace);  ///< Gives what has the held name another.
 
     /// Sets the permissions. Passing what attributes() gave changes nothing; the bits that tell the
     /// kind of file are passed over.
     ///
     /// @throws std::runtime_error "BPath::setAttributes(): error changing permisions NAME ERROR"
     static void setAttributes(const char* name, Attr attributes);
-    BPath& setAttributes(Attr attributes);
+    BPath& setAttributes(Attr attributes);  ///< Sets the permissions of what has the held name.
 
-    /// The absolute form, with backslashes: completed from the current directory, `.` and `..`
+    /// The absolute form, with backslashes: completed from the current directory, "." and ".."
     /// resolved by the text alone. A separator at the end stays. The disk is not asked.
     ///
     /// @throws std::runtime_error "BPath::fullName(): can not get full name NAME ERROR", also when
     ///     the result is longer than 259 characters
     static std::string fullName(const char* name);
-    std::string fullName() const;
+    std::string fullName() const;  ///< The absolute form of the held name.
 
     /// Drive and directory of the absolute form. It ends in a separator, so that a name that ends
     /// in one is its own parent.
     ///
     /// @throws std::runtime_error as fullName()
     static std::string parent(const char* name);
-    std::string parent() const;
+    std::string parent() const;  ///< Drive and directory of the held name.
 
     /// The name behind the last separator (or the drive), by the text alone.
     static std::string fileName(const char* name);
-    std::string fileName() const;
+    std::string fileName() const;  ///< The held name behind its last separator.
 
-    /// The same without the extension.
+    /// The name behind the last separator, without the extension.
     static std::string fileNameWithoutExtension(const char* name);
-    std::string fileNameWithoutExtension() const;
+    std::string fileNameWithoutExtension() const;  ///< The held file name without the extension.
 
     /// The file name from its last dot on, that dot included; empty without one. The whole name
     /// when its only dot is in front.
     static std::string extension(const char* name);
-    std::string extension() const;
+    std::string extension() const;  ///< The extension of the held name, its dot included.
 
     /// The 16 bits of the file's mode: kind and permissions. A link counts for what is behind it.
     ///
@@ -145,11 +150,11 @@ public:
     /// Whether the attributes share at least one bit with the given ones.
     bool hasAttribute(Attr attribute) const;
 
-    /// Times in UTC, in whole seconds. Where the host keeps no time of creation it is the earlier
-    /// of the last changes of the file's contents and of its facts.
+    /// When the file was made. Times are in UTC, in whole seconds. Where the host keeps no time of
+    /// creation it is the earlier of the last changes of the file's contents and of its facts.
     TimeStamp creationTime() const;
-    TimeStamp lastAccessTime() const;
-    TimeStamp lastWriteTime() const;
+    TimeStamp lastAccessTime() const;  ///< When the contents were last read.
+    TimeStamp lastWriteTime() const;   ///< When the contents were last changed.
 
     /// Reads the record anew. After a failure none is held, and the next question asks again.
     ///

@@ -45,19 +45,20 @@ public:
     /// @return how many were taken
     virtual unsigned long write(const void* buffer, unsigned long size) = 0;
 
-    /// Each calls write() once, with the width of its type, and takes no notice of the result.
+    /// Writes 1 byte. Each of these calls write() once, with the width of its type, and takes no
+    /// notice of the result.
     BStream& operator<<(char value);
-    BStream& operator<<(signed char value);
-    BStream& operator<<(unsigned char value);
-    BStream& operator<<(short value);
-    BStream& operator<<(unsigned short value);
-    BStream& operator<<(int value);
-    BStream& operator<<(unsigned int value);
-    BStream& operator<<(long value);
-    BStream& operator<<(unsigned long value);
-    BStream& operator<<(float value);
-    BStream& operator<<(double value);
-    BStream& operator<<(long double value);
+    BStream& operator<<(signed char value);     ///< Writes 1 byte.
+    BStream& operator<<(unsigned char value);   ///< Writes 1 byte.
+    BStream& operator<<(short value);           ///< Writes 2 bytes.
+    BStream& operator<<(unsigned short value);  ///< Writes 2 bytes.
+    BStream& operator<<(int value);             ///< Writes 4 bytes.
+    BStream& operator<<(unsigned int value);    ///< Writes 4 bytes.
+    BStream& operator<<(long value);  ///< Writes 4 bytes, of a wider long the low-order ones.
+    BStream& operator<<(unsigned long value);  ///< Writes 4 bytes, as of a long.
+    BStream& operator<<(float value);          ///< Writes 4 bytes.
+    BStream& operator<<(double value);         ///< Writes 8 bytes.
+    BStream& operator<<(long double value);    ///< Writes 8 bytes, rounded to a double.
 
     /// Calls write() once with the characters of the text. The text can't be read back by >>, since
     /// its length does not go along.
@@ -70,22 +71,22 @@ public:
     /// @throws std::length_error for a text of 4 GB or more; nothing is written then
     BStream& operator<<(const std::string& text);
 
-    /// Each calls read() once, with the width of its type.
+    /// Reads 1 byte. Each of these calls read() once, with the width of its type.
     ///
     /// A value of which nothing arrives stays as it was. When only some bytes arrive, they replace
     /// the low-order bytes of the value.
     BStream& operator>>(char& value);
-    BStream& operator>>(signed char& value);
-    BStream& operator>>(unsigned char& value);
-    BStream& operator>>(short& value);
-    BStream& operator>>(unsigned short& value);
-    BStream& operator>>(int& value);
-    BStream& operator>>(unsigned int& value);
-    BStream& operator>>(long& value);
-    BStream& operator>>(unsigned long& value);
-    BStream& operator>>(float& value);
-    BStream& operator>>(double& value);
-    BStream& operator>>(long double& value);
+    BStream& operator>>(signed char& value);     ///< Reads 1 byte.
+    BStream& operator>>(unsigned char& value);   ///< Reads 1 byte.
+    BStream& operator>>(short& value);           ///< Reads 2 bytes.
+    BStream& operator>>(unsigned short& value);  ///< Reads 2 bytes.
+    BStream& operator>>(int& value);             ///< Reads 4 bytes.
+    BStream& operator>>(unsigned int& value);    ///< Reads 4 bytes.
+    BStream& operator>>(long& value);            ///< Reads 4 bytes; a wider long gets their sign.
+    BStream& operator>>(unsigned long& value);   ///< Reads 4 bytes; a wider one gets 0 above them.
+    BStream& operator>>(float& value);           ///< Reads 4 bytes.
+    BStream& operator>>(double& value);          ///< Reads 8 bytes.
+    BStream& operator>>(long double& value);     ///< Reads 8 bytes.
 
     /// Reads a length and then, with one call of read(), that many characters.
     ///

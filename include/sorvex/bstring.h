@@ -29,14 +29,14 @@ class SORVEX_API BString : public std::string {
 public:
     /// An empty text.
     BString() noexcept = default;
-    explicit BString(const std::allocator<char>& allocator) noexcept;
+    explicit BString(const std::allocator<char>& allocator) noexcept;  ///< An empty text as well.
 
     /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
     /// the source is moved from.
     BString(const BString& source);
-    BString(BString&& source) noexcept;
-    BString(const std::string& source);
-    BString(std::string&& source) noexcept;
+    BString(BString&& source) noexcept;      ///< The text view of a source that is given up.
+    BString(const std::string& source);      ///< The text view of a standard string.
+    BString(std::string&& source) noexcept;  ///< The text view of a string that is given up.
 
     /// At most count characters of the text view of the source, from pos on.
     ///
@@ -62,9 +62,9 @@ public:
     /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
     /// bits of a long count.
     BString(int value);
-    BString(unsigned int value);
-    BString(long value);
-    BString(unsigned long value);
+    BString(unsigned int value);   ///< The digits of a number from 0 on.
+    BString(long value);           ///< The digits of the low 32 bits, read with a sign.
+    BString(unsigned long value);  ///< The digits of the low 32 bits, from 0 on.
 
     /// The text of printf's "%f": six decimals, rounded exactly, with the decimal point of the
     /// locale in force.
@@ -91,7 +91,7 @@ public:
     /// stands behind the number is left alone, and no digits at all give 0. A number beyond 32 bits
     /// gives the nearest limit, -2147483648 or 2147483647, and sets errno to ERANGE.
     int asInt() const;
-    long asLong() const;
+    long asLong() const;  ///< The same number as a long.
 
     /// asDouble, narrowed.
     float asFloat() const;
@@ -111,41 +111,46 @@ public:
     /// Changes every character of the whole view by toupper of the locale in force, in place.
     BString& upperCase();
 
-    /// A changed copy of the text view.
+    /// A copy of the text view in upper case.
     static BString upperCase(const std::string& text);
-    static BString upperCase(const char* text);
+    static BString upperCase(const char* text);  ///< A copy of a C text in upper case.
 
     /// Changes every character of the whole view by tolower of the locale in force, in place.
     BString& lowerCase();
 
-    /// A changed copy of the text view.
+    /// A copy of the text view in lower case.
     static BString lowerCase(const std::string& text);
-    static BString lowerCase(const char* text);
+    static BString lowerCase(const char* text);  ///< A copy of a C text in lower case.
 
     /// Whether all characters are printable in the locale in force, as the blank is, and tab,
     /// newline and NUL are not. True of an empty text. The static forms don't see what stands
     /// behind a NUL.
     bool isPrintable() const;
+    /// Whether the text view is only printable characters.
     static bool isPrintable(const std::string& text);
-    static bool isPrintable(const char* text);
+    static bool isPrintable(const char* text);  ///< Whether a C text is only printable characters.
 
     /// Whether all characters are digits, 0 to 9 in every locale. True of an empty text. The static
     /// forms don't see what stands behind a NUL.
     bool isDigits() const;
-    static bool isDigits(const std::string& text);
-    static bool isDigits(const char* text);
+    static bool isDigits(const std::string& text);  ///< Whether the text view is only digits.
+    static bool isDigits(const char* text);         ///< Whether a C text is only digits.
 
     /// Whether the text is digits behind at most one minus sign. True of an empty text and of "-".
     /// What follows a minus sign is read in the text view, and so are the texts of the static
     /// forms.
     bool isSigned() const;
+    /// Whether the text view is digits behind at most one minus sign.
     static bool isSigned(const std::string& text);
+    /// Whether a C text is digits behind at most one minus sign.
     static bool isSigned(const char* text);
 
     /// Whether the text view is digits with at most one full stop before, among or behind them,
     /// behind at most one minus sign. No digit is needed: true of "", "-", "." and "-.".
     bool isDouble() const;
+    /// Whether the text view is a number with at most one full stop.
     static bool isDouble(const std::string& text);
+    /// Whether a C text is a number with at most one full stop.
     static bool isDouble(const char* text);
 
     /// Removes the longest run of characters of a set from the start and from the end.
@@ -154,38 +159,48 @@ public:
     /// character, all characters of a standard string, or those of a C text; without one it is
     /// blank, tab, carriage return and newline. An empty set removes nothing.
     BString& strip();
-    BString& strip(char c);
-    BString& strip(const std::string& set);
-    BString& strip(const char* set);
+    BString& strip(char c);                  ///< Takes one character off both ends.
+    BString& strip(const std::string& set);  ///< Takes the characters of a set off both ends.
+    BString& strip(const char* set);         ///< Takes the characters of a C text off both ends.
 
-    /// The same at the start alone.
+    /// Takes blanks, tabs and line ends off the start alone.
     BString& stripLeading();
-    BString& stripLeading(char c);
+    BString& stripLeading(char c);  ///< Takes one character off the start.
+    /// Takes the characters of a set off the start.
     BString& stripLeading(const std::string& set);
-    BString& stripLeading(const char* set);
+    BString& stripLeading(const char* set);  ///< Takes the characters of a C text off the start.
 
-    /// The same at the end alone.
+    /// Takes blanks, tabs and line ends off the end alone.
     BString& stripTrailing();
-    BString& stripTrailing(char c);
-    BString& stripTrailing(const std::string& set);
-    BString& stripTrailing(const char* set);
+    BString& stripTrailing(char c);                  ///< Takes one character off the end.
+    BString& stripTrailing(const std::string& set);  ///< Takes the characters of a set off the end.
+    BString& stripTrailing(const char* set);  ///< Takes the characters of a C text off the end.
 
-    /// A copy of the text view without the characters of the set at its start and its end.
+    /// A copy of the text view without blanks, tabs and line ends at its start and its end.
     static BString stripBlanks(const std::string& text);
+    /// A copy of the text view without one character at both ends.
     static BString strip(const std::string& text, char c);
+    /// A copy of the text view without the characters of a set at both ends.
     static BString strip(const std::string& text, const std::string& set);
+    /// A copy of the text view without the characters of a C text at both ends.
     static BString strip(const std::string& text, const char* set);
 
-    /// The same at the start alone.
+    /// A copy of the text view without blanks, tabs and line ends at its start.
     static BString stripLeadingBlanks(const std::string& text);
+    /// A copy of the text view without one character at the start.
     static BString stripLeading(const std::string& text, char c);
+    /// A copy of the text view without the characters of a set at the start.
     static BString stripLeading(const std::string& text, const std::string& set);
+    /// A copy of the text view without the characters of a C text at the start.
     static BString stripLeading(const std::string& text, const char* set);
 
-    /// The same at the end alone.
+    /// A copy of the text view without blanks, tabs and line ends at its end.
     static BString stripTrailingBlanks(const std::string& text);
+    /// A copy of the text view without one character at the end.
     static BString stripTrailing(const std::string& text, char c);
+    /// A copy of the text view without the characters of a set at the end.
     static BString stripTrailing(const std::string& text, const std::string& set);
+    /// A copy of the text view without the characters of a C text at the end.
     static BString stripTrailing(const std::string& text, const char* set);
 
     /// Replaces every occurrence of a text by another, in one pass from left to right, in linear
@@ -263,9 +278,10 @@ public:
     /// The members compare the whole view of this text, the static forms the text view of theirs.
     /// A pattern is read in its text view.
     bool isLike(const std::string& pattern) const;
-    bool isLike(const char* pattern) const;
+    bool isLike(const char* pattern) const;  ///< Whether it matches a pattern in a C text.
+    /// Whether the text view of a text matches a pattern.
     static bool isLike(const std::string& text, const std::string& pattern);
-    static bool isLike(const char* text, const char* pattern);
+    static bool isLike(const char* text, const char* pattern);  ///< Whether a C text matches one.
 };
 
 /// Formats a printf-style list of values, of at most 4095 characters.

@@ -12,8 +12,8 @@ public:
     BThreadFn() = default;
     virtual ~BThreadFn();
 
-    BThreadFn(const BThreadFn&) = default;
-    BThreadFn& operator=(const BThreadFn&) = default;
+    BThreadFn(const BThreadFn&) = default;             ///< There is nothing to copy.
+    BThreadFn& operator=(const BThreadFn&) = default;  ///< There is nothing to take over.
 
     /// The body of the thread; the thread ends when it returns. Does nothing unless overridden.
     ///
@@ -47,8 +47,7 @@ public:
     /// Starts a thread that runs the function.
     ///
     /// @param function made with new; the object owns it from now on, also when the start fails,
-    /// and
-    ///     deletes it in its destructor
+    ///     and deletes it in its destructor
     /// @param stackSize in bytes, 32 bits wide; 0 takes the process's default
     /// @throws std::runtime_error "BThread::start () : can not start new thread"
     BThread& start(BThreadFn* function, unsigned long stackSize);

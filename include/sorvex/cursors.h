@@ -30,7 +30,9 @@ public:
     /// Stores both texts as they are; first() starts the search. A directory with an empty name has
     /// no entries.
     BPathCursor(const char* directory, const char* pattern);
+    /// Takes both texts as standard strings.
     BPathCursor(const std::string& directory, const std::string& pattern);
+    /// Takes the directory as a standard string.
     BPathCursor(const std::string& directory, const char* pattern);
 
     /// Ends the search.
@@ -57,11 +59,11 @@ public:
 
     /// Whether the cursor stands on an entry.
     bool isValid() const noexcept { return valid; }
-    operator bool() const noexcept { return valid; }
+    operator bool() const noexcept { return valid; }  ///< The same as isValid().
 
-    /// Both step to the next entry and return the cursor itself, already stepped.
+    /// Steps to the next entry. Both forms return the cursor itself, already stepped.
     BPathCursor& operator++();
-    BPathCursor& operator++(int);
+    BPathCursor& operator++(int);  ///< Steps to the next entry, too.
 
     /// The entry's name, without its directory.
     std::string name() const;
@@ -71,7 +73,7 @@ public:
     /// @throws std::runtime_error "BPath::fullName(): can not get full name ", directory, backslash
     ///     and name, a blank and the error text, when it is longer than 259 characters
     std::string fullName() const;
-    operator std::string() const { return fullName(); }
+    operator std::string() const { return fullName(); }  ///< The same as fullName().
 
     /// The entry's extension with its leading dot; empty when it has none.
     std::string extension() const;
@@ -89,13 +91,14 @@ public:
     /// The low 32 bits of the size in bytes; 0 for what is not a file.
     unsigned long size() const;
 
-    /// Local times, to the millisecond.
+    /// When the entry was made. Times of an entry are local, to the millisecond.
     TimeStamp creationTime() const;
-    TimeStamp lastAccessTime() const;
-    TimeStamp lastWriteTime() const;
+    TimeStamp lastAccessTime() const;  ///< When the entry was last read.
+    TimeStamp lastWriteTime() const;   ///< When the entry was last written.
 
-    /// The two texts that the cursor was made of.
+    /// The directory that the cursor was made with.
     const std::string& directoryName() const noexcept { return directoryPath; }
+    /// The pattern that the cursor was made with.
     const std::string& pattern() const noexcept { return searchPattern; }
 
 private:
@@ -127,7 +130,9 @@ class SORVEX_API BDirectoryCursor : public BPathCursor {
 public:
     /// Stores both texts as they are and stands on the first entry.
     BDirectoryCursor(const char* directory, const char* pattern);
+    /// Takes both texts as standard strings.
     BDirectoryCursor(const std::string& directory, const std::string& pattern);
+    /// Takes the directory as a standard string.
     BDirectoryCursor(const std::string& directory, const char* pattern);
     ~BDirectoryCursor() override;
 
@@ -146,7 +151,9 @@ class SORVEX_API BFileCursor : public BPathCursor {
 public:
     /// Stores both texts as they are and stands on the first entry.
     BFileCursor(const char* directory, const char* pattern);
+    /// Takes both texts as standard strings.
     BFileCursor(const std::string& directory, const std::string& pattern);
+    /// Takes the directory as a standard string.
     BFileCursor(const std::string& directory, const char* pattern);
 
     /// Takes the pattern from the end of a path. The directory becomes the absolute one, with a

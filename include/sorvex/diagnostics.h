@@ -27,11 +27,11 @@ public:
 
     /// Copying and assigning take the name and the thread id over and print nothing.
     BTrace(const BTrace& other);
-    BTrace& operator=(const BTrace& other);
+    BTrace& operator=(const BTrace& other);  ///< Takes name and thread id over.
 
-    /// Print a line of their own, with neither thread id nor sign. A null text is an empty one.
+    /// Prints a line of its own, with neither thread id nor sign. A null text is an empty one.
     static void write(const std::string& text);
-    static void write(const char* text);
+    static void write(const char* text);  ///< Prints a C text as a line.
 
     /// Prints the text, a blank and the number, 0 too, as a line.
     static void write(const char* text, long number);
@@ -56,8 +56,7 @@ private:
 class SORVEX_API Profiler {
 public:
     /// @param fileName the file's name. Measurements belong together by the address of the name,
-    /// not by
-    ///     its text; it has to stay valid until the process ends, as a literal does
+    ///     not by its text; it has to stay valid until the process ends, as a literal does
     /// @param samples measurements in a batch, 32 bits wide; 0 counts as 1. The first object of a
     ///     name to be destroyed settles it for all
     Profiler(const char* fileName, unsigned long samples);

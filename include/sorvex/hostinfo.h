@@ -29,12 +29,10 @@ public:
 
     /// Reads the resource afresh. A file that has none, or is missing, is no failure.
     ///
-    /// @throws std::runtime_error "GetFileVersionInfo(): ErrorCode N NAME" when the resource can't
-    /// be
-    ///     read; then there is nothing but hasInfo()
+    /// @throws std::runtime_error "GetFileVersionInfo(): ErrorCode N NAME" when the resource
+    ///     can't be read; then there is nothing but hasInfo()
     /// @throws std::runtime_error "VerQueryValue(): ErrorCode N NAME" when the resource has no
-    /// fixed
-    ///     numbers; its values can still be asked for
+    ///     fixed numbers; its values can still be asked for
     VersionInfo& getInfo();
 
     /// Whether the file had a version resource when it was last read.
@@ -50,33 +48,31 @@ public:
     ///     "\\StringFileInfo\\040904b0\\CompanyName"; case does not count
     /// @return empty when nothing was read
     /// @throws std::runtime_error "VerQueryValue(): ErrorCode N NAMESUBBLOCK" when the resource
-    /// does
-    ///     not hold it
+    ///     does not hold it
     std::string value(const char* subBlock);
 
     /// The first three numbers of the version, as in "1.02.0034"; the fourth does not appear.
     std::string fileVersion() const;
-    std::string productVersion() const;
+    std::string productVersion() const;  ///< Those of the product's version.
 
-    /// The four numbers of the file's version, 0 without fixed numbers.
+    /// The first of the four numbers of the file's version. Without fixed numbers all are 0.
     std::uint16_t majorVersion() const noexcept;
-    std::uint16_t minorVersion() const noexcept;
-    std::uint16_t build() const noexcept;
-    std::uint16_t subBuild() const noexcept;
+    std::uint16_t minorVersion() const noexcept;  ///< The second number of the file's version.
+    std::uint16_t build() const noexcept;         ///< The third number.
+    std::uint16_t subBuild() const noexcept;      ///< The fourth number.
 
-    /// The four numbers of the product's version.
+    /// The first of the four numbers of the product's version.
     std::uint16_t productMajorVersion() const noexcept;
-    std::uint16_t productMinorVersion() const noexcept;
-    std::uint16_t productBuild() const noexcept;
-    std::uint16_t productSubBuild() const noexcept;
+    std::uint16_t productMinorVersion() const noexcept;  ///< The product's second number.
+    std::uint16_t productBuild() const noexcept;         ///< The product's third number.
+    std::uint16_t productSubBuild() const noexcept;      ///< The product's fourth number.
 
-    /// The rest of the fixed numbers, as the platform defines them. The mask tells which bits of
-    /// the flags count.
+    /// The system that the file is made for, by the platform's number, as are those below.
     std::uint32_t fileOS() const noexcept;
-    std::uint32_t fileType() const noexcept;
-    std::uint32_t fileSubType() const noexcept;
-    std::uint32_t fileFlags() const noexcept;
-    std::uint32_t fileFlagsMask() const noexcept;
+    std::uint32_t fileType() const noexcept;       ///< What the file is: a program, a library ...
+    std::uint32_t fileSubType() const noexcept;    ///< What kind of driver or font it is.
+    std::uint32_t fileFlags() const noexcept;      ///< What holds of the file, as bits.
+    std::uint32_t fileFlagsMask() const noexcept;  ///< Which bits of the flags count.
 
 private:
     std::uint32_t infoSize = 0;
@@ -106,9 +102,9 @@ public:
     ///
     /// @return whether there was one more; from the end of the walk on, false
     bool first();
-    bool next();
+    bool next();  ///< The same step as first().
 
-    /// The same step.
+    /// Goes on to the next module.
     DllFinder& operator++();
 
     /// The full file name of the module found last, empty before the first step. It stays at the
@@ -121,7 +117,7 @@ public:
 
     /// Whether the last step found a module.
     bool isValid() const noexcept { return valid; }
-    operator bool() const noexcept { return valid; }
+    operator bool() const noexcept { return valid; }  ///< The same as isValid().
 
 private:
     std::string moduleName;
@@ -184,11 +180,9 @@ public:
     /// The names of the user and of the groups walked have to fit in 64 UTF-16 units and 64 bytes.
     ///
     /// @throws std::runtime_error "NetUserGetLocalGroups: ErrorCode N unable to retrieve group
-    /// list",
-    ///     with 2221 for an unknown user
+    ///     list", with 2221 for an unknown user
     /// @throws std::runtime_error "MultiByteToWideChar(): ErrorCode N unable to convert user name
-    /// to
-    ///     Unicode", "WideCharToMultiByte(): ErrorCode N unable to convert group name from
+    ///     to Unicode", "WideCharToMultiByte(): ErrorCode N unable to convert group name from
     ///     Unicode", with 122 for a name that is too long
     /// @throws std::runtime_error "NetApiBufferFree: ErrorCode N unable to release buffer allocated
     ///     by NetUserGetLocalGroups call"

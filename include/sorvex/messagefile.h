@@ -36,8 +36,8 @@ public:
     /// Reads a catalogue file. One that is missing or can't be read gives an empty catalogue.
     explicit MessageFile(const char* name);
 
-    MessageFile(const MessageFile&) = default;
-    MessageFile& operator=(const MessageFile&) = default;
+    MessageFile(const MessageFile&) = default;  ///< A catalogue of its own, with the same texts.
+    MessageFile& operator=(const MessageFile&) = default;  ///< Takes the texts over.
     ~MessageFile();
 
     /// Sets the text of a key, both taken as they are.

@@ -22,8 +22,9 @@ class SORVEX_API BServiceStatus {
 public:
     /// All seven fields are 0.
     BServiceStatus() noexcept;
-    BServiceStatus(const _SERVICE_STATUS& source) noexcept;
-    BServiceStatus(const BServiceStatus&) noexcept = default;
+    BServiceStatus(const _SERVICE_STATUS& source) noexcept;    ///< A copy of the record.
+    BServiceStatus(const BServiceStatus&) noexcept = default;  ///< A copy of the seven fields.
+    /// Takes the fields over.
     BServiceStatus& operator=(const BServiceStatus&) noexcept = default;
     ~BServiceStatus() = default;
 
@@ -33,35 +34,36 @@ public:
 
     /// What kind of service it is: 0x10 alone in its process, 0x20 one of several.
     std::uint32_t type() const noexcept;
-    BServiceStatus& setType(std::uint32_t type) noexcept;
+    BServiceStatus& setType(std::uint32_t type) noexcept;  ///< Sets the type.
 
     /// 1 stopped, 2 starting, 3 stopping, 4 running, 5 resuming, 6 pausing, 7 paused.
     std::uint32_t state() const noexcept;
-    BServiceStatus& setState(std::uint32_t state) noexcept;
+    BServiceStatus& setState(std::uint32_t state) noexcept;  ///< Sets the state.
 
     /// The controls that the service takes, as bits: 1 stop, 2 pause and resume, 4 shutdown.
     std::uint32_t controlsAccepted() const noexcept;
-    BServiceStatus& acceptControls(std::uint32_t controls) noexcept;
+    BServiceStatus& acceptControls(std::uint32_t controls) noexcept;  ///< Sets the controls.
 
     /// Why the service stopped or failed to start: an error number of the platform, 0 for none,
     /// 1066 when specificExitCode tells it.
     std::uint32_t exitCode() const noexcept;
-    BServiceStatus& setExitCode(std::uint32_t code) noexcept;
+    BServiceStatus& setExitCode(std::uint32_t code) noexcept;  ///< Sets the exit code.
 
     /// An error number of the service's own.
     std::uint32_t specificExitCode() const noexcept;
-    BServiceStatus& setSpecificExitCode(std::uint32_t code) noexcept;
+    BServiceStatus& setSpecificExitCode(
+        std::uint32_t code) noexcept;  ///< Sets the number of its own.
 
     /// Grows while a lengthy start, stop, pause or resume makes progress.
     std::uint32_t checkPoint() const noexcept;
-    BServiceStatus& setCheckPoint(std::uint32_t checkPoint) noexcept;
+    BServiceStatus& setCheckPoint(std::uint32_t checkPoint) noexcept;  ///< Sets the check point.
 
     /// Adds 1 to the check point, wrapping at 32 bits.
     BServiceStatus& incCheckPoint() noexcept;
 
     /// How many milliseconds a pending step may take until the next report.
     std::uint32_t waitHint() const noexcept;
-    BServiceStatus& setWaitHint(std::uint32_t milliseconds) noexcept;
+    BServiceStatus& setWaitHint(std::uint32_t milliseconds) noexcept;  ///< Sets the wait hint.
 
 private:
     _SERVICE_STATUS record;

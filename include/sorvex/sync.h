@@ -59,8 +59,8 @@ public:
     BDelay() noexcept;
     ~BDelay() = default;
 
-    BDelay(const BDelay&) = default;
-    BDelay& operator=(const BDelay&) = default;
+    BDelay(const BDelay&) = default;             ///< A copy has the same mark.
+    BDelay& operator=(const BDelay&) = default;  ///< Takes the mark over.
 
     /// Marks this moment.
     BDelay& event() noexcept;
@@ -119,8 +119,7 @@ public:
     /// Waits until the event is posted or pulsed, or the time is over; the two are not told apart.
     ///
     /// @param timeout in milliseconds, of which the low 32 bits count; 0 and 0xFFFFFFFF wait
-    /// without
-    ///     limit
+    ///     without limit
     /// @throws std::runtime_error "EventSemaphore::wait() : wait failed."
     EventSemaphore& wait(unsigned long timeout);
 

@@ -45,8 +45,8 @@ public:
     /// not read.
     TimeStamp(const std::tm& time, unsigned int millisecond) noexcept;
 
-    TimeStamp(const TimeStamp&) noexcept = default;
-    TimeStamp& operator=(const TimeStamp&) noexcept = default;
+    TimeStamp(const TimeStamp&) noexcept = default;             ///< A copy of day and time.
+    TimeStamp& operator=(const TimeStamp&) noexcept = default;  ///< Takes day and time over.
     ~TimeStamp() = default;
 
     /// The local time of the clock, with the zone and daylight saving in force at this moment.
@@ -120,28 +120,31 @@ public:
     /// Later by milliseconds. The sum with the time of day wraps at 2^32 ms, about 49 days, and
     /// comes out inside the day, also when 0 is added.
     TimeStamp operator+(unsigned long milliseconds) const noexcept;
-    TimeStamp& operator+=(unsigned long milliseconds) noexcept;
+    TimeStamp& operator+=(unsigned long milliseconds) noexcept;  ///< Becomes later by milliseconds.
 
     /// Earlier by milliseconds.
     TimeStamp operator-(unsigned long milliseconds) const noexcept;
+    /// Becomes earlier by milliseconds.
     TimeStamp& operator-=(unsigned long milliseconds) noexcept;
 
     /// Later by a span: days and milliseconds are added, with the carry.
     TimeStamp operator+(const TimeStamp& other) const noexcept;
-    TimeStamp& operator+=(const TimeStamp& other) noexcept;
+    TimeStamp& operator+=(const TimeStamp& other) noexcept;  ///< Becomes later by a span.
 
     /// Earlier by a span; or the span from an earlier stamp to this one. The span to a later stamp
     /// has a day number that wrapped below 0.
     TimeStamp operator-(const TimeStamp& other) const noexcept;
+    /// Becomes earlier by a span, or a span.
     TimeStamp& operator-=(const TimeStamp& other) noexcept;
 
-    /// By day, then by time of day.
+    /// Whether this one is earlier. Stamps compare by day, then by time of day.
     bool operator<(const TimeStamp& other) const noexcept;
-    bool operator>(const TimeStamp& other) const noexcept;
-    bool operator==(const TimeStamp& other) const noexcept;
+    bool operator>(const TimeStamp& other) const noexcept;   ///< Whether this one is later.
+    bool operator==(const TimeStamp& other) const noexcept;  ///< Whether both numbers are equal.
+    /// Whether one of the numbers differs.
     bool operator!=(const TimeStamp& other) const noexcept;
-    bool operator<=(const TimeStamp& other) const noexcept;
-    bool operator>=(const TimeStamp& other) const noexcept;
+    bool operator<=(const TimeStamp& other) const noexcept;  ///< Whether this one is not later.
+    bool operator>=(const TimeStamp& other) const noexcept;  ///< Whether this one is not earlier.
 
     /// The same day one month earlier. The last day of a month goes to the last day of the month
     /// before, and so does a day that the month before lacks.
@@ -152,9 +155,9 @@ public:
     /// A year that comes out below 100 lands in 1901 to 1999, as for setDate().
     TimeStamp yearAgo(unsigned long years) const noexcept;
 
-    /// The same time of day, days earlier or later.
+    /// The same time of day, days earlier.
     TimeStamp dayAgo(unsigned long days) const noexcept;
-    TimeStamp dayAhead(unsigned long days) const noexcept;
+    TimeStamp dayAhead(unsigned long days) const noexcept;  ///< The same time of day, days later.
 
     /// Earlier by seconds. The milliseconds below a second are lost when the time of day is too
     /// small and a day is borrowed, and survive otherwise.

@@ -32,9 +32,9 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
 
 /// Gives the full name of a module of the running process, in the form C:\...
 ///
-/// @param module the address at which the module was loaded; null for the program itself
 /// The name is that of the file from which the module was loaded, whatever has become of the file.
 ///
+/// @param module the address at which the module was loaded; null for the program itself
 /// @return the length of the name; `size` when it had to be cut, with ERROR_INSUFFICIENT_BUFFER and
 ///     the buffer terminated; 0 with ERROR_MOD_NOT_FOUND when no module begins there
 DWORD GetModuleFileNameA(HMODULE module, char* name, DWORD size);

@@ -53,8 +53,7 @@ int GetThreadPriority(HANDLE thread);
 /// Sets one of the seven priorities, by the thread's nice value.
 ///
 /// @return 0 with ERROR_INVALID_PARAMETER for another number, with ERROR_ACCESS_DENIED when the
-/// host
-///     refuses it
+///     host refuses it
 BOOL SetThreadPriority(HANDLE thread, int priority);
 
 /// Gives the times of a thread, also after its end. The exit time of a running one is 0.
