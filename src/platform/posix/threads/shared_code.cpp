@@ -11,8 +11,6 @@
 #include <link.h>
 #include <ucontext.h>
 
-extern "C" void* __tls_get_addr(void*);
-
 namespace Sorvex::platform {
 
 namespace {
@@ -71,11 +69,15 @@ int examineModule(dl_phdr_info* module, std::size_t /*size*/, void* wanted) {
     return 1;
 }
 
-template <typename Function>
-Code codeAround(Function* function) {
-    Search search{reinterpret_cast<std::uintptr_t>(function), {}};
+Code codeAround(std::uintptr_t address) {
+    Search search{address, {}};
     dl_iterate_phdr(examineModule, &search);
     return search.found;
+}
+
+template <typename Function>
+Code codeAround(Function* function) {
+    return codeAround(reinterpret_cast<std::uintptr_t>(function));
 }
 
 #if defined(__x86_64__)
@@ -123,7 +125,9 @@ void findSharedCode() {
         };
         store(library, codeAround(gnu_get_libc_version));
         store(allocator, codeAround(std::malloc));
-        store(loader, codeAround(__tls_get_addr));
+        // Where debuggers stop the loader. A program that is linked statically as a whole has none,
+        // and names its own code.
+        store(loader, codeAround(_r_debug.r_brk));
         return true;
     }();
     static_cast<void>(found);
