@@ -1,5 +1,6 @@
 # Installs the library, its headers, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
 
 set(packageDirectory "${CMAKE_INSTALL_LIBDIR}/cmake/Sorvex")
 
