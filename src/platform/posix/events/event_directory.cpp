@@ -4,10 +4,8 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
-#include <memory>
 #include <string>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/random.h>
@@ -15,13 +13,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/posix/base/directory_entries.h"
+
 namespace Sorvex::platform {
 
 namespace {
-
-struct DirectoryClose {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 // Opens the directory of that name if it belongs to the owner, and shuts others out if they have
 // been let in. ENOENT: there is none; EEXIST: it is another user's, or no directory.
@@ -98,19 +94,6 @@ void changeSignals(const std::uint64_t* blocked, std::uint64_t* before) noexcept
 }
 
 }  // namespace
-
-void forEachEntry(int directory, const std::function<void(const std::string&)>& function) {
-    Descriptor listing = openAt(directory, ".", O_RDONLY | O_DIRECTORY);
-    const std::unique_ptr<DIR, DirectoryClose> entries(fdopendir(listing.get()));
-    if (entries == nullptr)
-        return;
-    listing.release();
-    while (const dirent* entry = readdir(entries.get())) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..")
-            function(name);
-    }
-}
 
 EventHome EventHome::ofUser() noexcept {
     return {"/dev/shm", geteuid()};

@@ -3,8 +3,6 @@
 #define SORVEX_PLATFORM_POSIX_EVENTS_EVENT_DIRECTORY_H
 
 #include <cstdint>
-#include <functional>
-#include <string>
 
 #include <sys/types.h>
 
@@ -60,10 +58,6 @@ private:
     SignalBlock signals;
     Descriptor directory;
 };
-
-/// Calls a function with the name of each entry of an open directory, but for the two of every
-/// directory. What can't be read has no entries.
-void forEachEntry(int directory, const std::function<void(const std::string&)>& function);
 
 }  // namespace Sorvex::platform
 

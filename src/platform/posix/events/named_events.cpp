@@ -12,6 +12,9 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "platform/posix/base/directory_entries.h"
+#include "platform/posix/base/percent_encoding.h"
+
 namespace Sorvex::platform {
 
 namespace {
@@ -22,7 +25,7 @@ constexpr std::size_t pieceLength = 240;
 // Stands for itself in no name.
 constexpr char directoryMark = '+';
 
-bool standsForItself(char character) noexcept {
+bool standsForItself(char character, std::size_t /*place*/) noexcept {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
            (character >= '0' && character <= '9') || character == '_' || character == '-';
 }
@@ -152,27 +155,10 @@ void removeAbandoned(int directory, uid_t owner) {
 }  // namespace
 
 std::string eventPath(const char* name) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string path;
-    std::size_t pieceStart = 0;
-    const auto append = [&](char character) {
-        if (path.size() - pieceStart == pieceLength) {
-            path += directoryMark;
-            path += '/';
-            pieceStart = path.size();
-        }
-        path += character;
-    };
-    for (const char* next = name; *next != '\0'; ++next) {
-        const auto byte = static_cast<unsigned char>(*next);
-        if (standsForItself(*next)) {
-            append(*next);
-        } else {
-            append('%');
-            append(digits[byte >> 4U]);
-            append(digits[byte & 15U]);
-        }
-    }
+    const std::string cut = {directoryMark, '/'};
+    std::string path = percentEncoded(name, standsForItself);
+    for (std::size_t end = pieceLength; end < path.size(); end += cut.size() + pieceLength)
+        path.insert(end, cut);
     return path;
 }
 

@@ -5,6 +5,7 @@
 
 #include <sorvex/service_record.h>
 
+#include "platform/posix/base/percent_encoding.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/refusal.h"
 
@@ -16,17 +17,10 @@ constexpr std::string_view heading = "sorvex service 1\n";
 constexpr std::string_view hashLabel = "hash ";
 
 std::string escaped(std::string_view text) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string result;
-    result.reserve(text.size());
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < ' ' || byte == 0x7F || byte == '%')
-            result += {'%', digits[byte >> 4], digits[byte & 15]};
-        else
-            result += character;
-    }
-    return result;
+    return percentEncoded(text, [](char character, std::size_t /*place*/) {
+        return static_cast<unsigned char>(character) >= ' ' && character != 0x7F &&
+               character != '%';
+    });
 }
 
 std::string unescaped(std::string_view text) {

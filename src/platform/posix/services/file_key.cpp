@@ -1,14 +1,14 @@
 #include "platform/posix/services/file_key.h"
 
+#include "platform/posix/base/percent_encoding.h"
+
 namespace Sorvex::platform::services {
 
 namespace {
 
-constexpr char digits[] = "0123456789abcdef";
-
-bool standsForItself(char character, bool isFirst) noexcept {
+bool standsForItself(char character, std::size_t place) noexcept {
     return (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9') ||
-           character == '-' || character == '_' || (character == '.' && !isFirst);
+           character == '-' || character == '_' || (character == '.' && place != 0);
 }
 
 }  // namespace
@@ -30,15 +30,7 @@ std::string fileKey(std::string_view text) {
     constexpr std::size_t longestKey = 140;
     constexpr std::size_t keptOfLongKey = 100;
     const std::string folded = foldCase(text);
-    std::string key;
-    for (const char character : folded) {
-        if (standsForItself(character, key.empty())) {
-            key += character;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(character);
-        key += {'%', digits[byte >> 4], digits[byte & 15]};
-    }
+    const std::string key = percentEncoded(folded, standsForItself);
     if (key.size() <= longestKey)
         return key;
 
@@ -59,6 +51,7 @@ std::uint64_t hashOf(std::string_view bytes, std::uint64_t basis) noexcept {
 }
 
 std::string asHexadecimal(std::uint64_t number) {
+    constexpr char digits[] = "0123456789abcdef";
     std::string text(16, '0');
     for (std::size_t place = text.size(); place > 0; number >>= 4)
         text[--place] = digits[number & 15];

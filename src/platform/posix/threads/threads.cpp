@@ -2,20 +2,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <iterator>
 #include <memory>
 #include <new>
-#include <string_view>
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "platform/posix/base/errors.h"
 #include "platform/posix/base/handles.h"
+#include "platform/posix/base/kernel_files.h"
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/threads/thread_record.h"
 
@@ -97,38 +94,15 @@ FILETIME asFileTime(std::uint64_t ticks) noexcept {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
 }
 
-// Reads the host's account of another thread: its times in user and in kernel mode are the 12th and
-// 13th field behind the name, which stands in parentheses and may hold any character.
+// What the host tells of another thread.
 bool readProcessorTimes(pid_t thread, ProcessorTimes& times) noexcept {
-    char name[64];
-    std::snprintf(name, sizeof name, "/proc/self/task/%d/stat", static_cast<int>(thread));
-    char text[1024];
-    ssize_t length = -1;
-    {
-        const TerminationShield shield;
-        const int file = open(name, O_RDONLY | O_CLOEXEC);
-        if (file < 0)
-            return false;
-        do
-            length = read(file, text, sizeof text);
-        while (length < 0 && errno == EINTR);
-        close(file);
-    }
-    std::string_view fields(text, length < 0 ? 0 : static_cast<std::size_t>(length));
-    fields.remove_prefix(std::min(fields.size(), fields.rfind(')') + 1));
-    for (int skipped = 0; skipped < 12; ++skipped)
-        fields.remove_prefix(std::min(fields.size(), fields.find(' ') + 1));
-
-    std::uint64_t user = 0;
-    std::uint64_t kernel = 0;
-    const char* const end = fields.data() + fields.size();
-    const auto [afterUser, error] = std::from_chars(fields.data(), end, user);
-    if (error != std::errc{} || afterUser == end ||
-        std::from_chars(afterUser + 1, end, kernel).ec != std::errc{})
-        return false;
+    constexpr int userTimeField = 14;
+    constexpr int systemTimeField = 15;
+    const TerminationShield shield;
+    const StatLine line = StatLine::ofThread(thread);
     const auto unit = 10000000U / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
-    times = {kernel * unit, user * unit};
-    return true;
+    times = {line.field(systemTimeField) * unit, line.field(userTimeField) * unit};
+    return line.state() != '\0';
 }
 
 // False when the thread ended before an answer came.
