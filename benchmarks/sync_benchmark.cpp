@@ -5,15 +5,9 @@
 // figures say more about the scheduler than about either side; so do those of two threads that want
 // one lock.
 //
-// An exported operation costs as much as one locked instruction, which is what a wait on a posted
-// event and a post of one that has been posted often come down to: a call and a load. An
-// uncontended mutex of the C library takes two of either. So the two together are 3 to 4 times as
-// fast as with a mutex and a condition variable, and only what is inline could do better; a wait
-// alone takes 0.8 to 1.1 of the atomic's time. A post and a reset take 0.5 to 0.6 of what the other
-// toolkit's event does, a named event 1.0 to 1.2 of a named semaphore, a ping-pong 1.0 to 1.2 of
-// the best semaphore where both threads share a processor, and less where they don't. The reset
-// after many posts that only looked has to make them good by a system call; with it the posts still
-// take half of the condition variable's time.
+// A wait on a posted event comes down to a call and a load, a post and a reset to a call and a
+// locked instruction each, as a store of a sequentially consistent atomic does. Only what is inline
+// could do better.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -260,7 +254,6 @@ void eventPostReset(benchmark::State& state) {
     }
 }
 
-// The reset pays for the posts before that only looked.
 template <typename Event>
 void eventManyPostsReset(benchmark::State& state) {
     Event event;

@@ -1,5 +1,6 @@
 #include "platform/posix/events/events.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -26,6 +27,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/platform.h"
+#include "platform/posix/base/kernel_files.h"
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/events/named_events.h"
 #include "support/child_process.h"
@@ -47,10 +49,13 @@ std::string freshName() {
     return "sorvex test " + std::to_string(getpid()) + " " + std::to_string(++number);
 }
 
-// Sleepers are counted in the upper half of the word that an event is, those of other processes
-// too.
-std::uint64_t sleepers(const EventState& event) {
-    return reinterpret_cast<const std::atomic<std::uint64_t>&>(event).load() >> 32U;
+// Whether threads may be asleep on an event.
+bool isAwaited(const EventState& event) {
+    return (reinterpret_cast<const std::atomic<std::uint32_t>&>(event).load() & 2) != 0;
+}
+
+bool isAsleep(const std::atomic<pid_t>& thread) {
+    return thread != 0 && StatLine::ofThread(thread).state() == 'S';
 }
 
 // A waiter that nobody has woken finds at the end of its time that it may pass, so only the clock
@@ -69,9 +74,13 @@ TEST(Events, ReleaseEveryoneWhoWaitsWhateverFollowsAtOnce) {
             EventState event;
             std::atomic<unsigned> released{0};
             std::array<std::thread, 8> waiters;
-            for (std::thread& waiter : waiters)
-                waiter = std::thread([&] { released += isLetThrough(event, sharing) ? 1U : 0U; });
-            while (sleepers(event) != waiters.size())
+            std::array<std::atomic<pid_t>, waiters.size()> ids{};
+            for (std::size_t index = 0; index < waiters.size(); ++index)
+                waiters[index] = std::thread([&, index] {
+                    ids[index] = gettid();
+                    released += isLetThrough(event, sharing) ? 1U : 0U;
+                });
+            while (!std::all_of(ids.begin(), ids.end(), isAsleep))
                 std::this_thread::yield();
             for (const char action : actions)
                 action == 's'   ? event.post(sharing)
@@ -164,14 +173,14 @@ TEST(Events, TellWhetherTheyAreNewAndCanStartPosted) {
 TEST(Events, NeedNoSystemCallWhenNobodyWaits) {
     EventState event;
     std::thread earlier([&] { EXPECT_TRUE(isLetThrough(event, Sharing::process)); });
-    while (sleepers(event) == 0)
+    while (!isAwaited(event))
         std::this_thread::yield();
     event.pulse(Sharing::process);
     earlier.join();
     const auto useInSilence = [&event] {
         if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
             _exit(1);
-        for (int times = 0; times < 2; ++times)
+        for (int times = 0; times < 1000; ++times)
             event.post(Sharing::process);
         event.wait(INFINITE, Sharing::process);
         for (int times = 0; times < 2; ++times)
@@ -254,9 +263,8 @@ TEST(NamedEvents, AreSharedWithOtherProgramsUntilTheLastDiesOrExecutesAnother) {
         tell(1, 'c');
         for (int round = 0; round < 20; ++round) {
             tell(1, 'w');
-            ASSERT_TRUE(comesTrue([&] { return sleepers(state) == 1; }));
+            ASSERT_TRUE(comesTrue([&] { return isAwaited(state); }));
             round % 2 == 0 ? state.post(Sharing::machine) : state.pulse(Sharing::machine);
-            ASSERT_TRUE(comesTrue([&] { return sleepers(state) == 0; }));
             state.reset();
         }
         tell(1, 's');
@@ -367,7 +375,7 @@ TEST(NamedEvents, WakeTheirSleepersWhereverThePosterIsKilled) {
     for (int steps = 0; !ended && !HasFailure(); ++steps) {
         SCOPED_TRACE(steps);
         std::thread sleeper([&] { EXPECT_TRUE(isLetThrough(event->state(), Sharing::machine)); });
-        while (sleepers(event->state()) == 0)
+        while (!isAwaited(event->state()))
             std::this_thread::yield();
         ended = endsWithin(steps, post);
         // When it is posted the sleeper must come back without another post.

@@ -32,7 +32,7 @@ unsigned measuredSpinLimit() noexcept {
 
 }  // namespace
 
-Deadline::Deadline(DWORD milliseconds) noexcept : limited(milliseconds != INFINITE) {
+SleepLimit::SleepLimit(DWORD milliseconds) noexcept : limited(milliseconds != INFINITE) {
     if (!limited)
         return;
     timespec now{};
@@ -46,11 +46,11 @@ Deadline::Deadline(DWORD milliseconds) noexcept : limited(milliseconds != INFINI
 }
 
 bool futexWait(const std::uint32_t* word, std::uint32_t expected, Sharing sharing,
-               const Deadline& deadline) noexcept {
+               const SleepLimit& limit) noexcept {
     // The form with a bit set takes the moment itself, so that an interrupted wait can be taken up
     // again without measuring what is left of it.
     const long result = syscall(SYS_futex, word, FUTEX_WAIT_BITSET | flagFor(sharing), expected,
-                                deadline.kernelTime(), nullptr, FUTEX_BITSET_MATCH_ANY);
+                                limit.kernelTime(), nullptr, FUTEX_BITSET_MATCH_ANY);
     return result == 0 || errno != ETIMEDOUT;
 }
 

@@ -1,7 +1,8 @@
-// Sleeping on a 32-bit word, and looking at it for a moment before that.
+// The kernel's futex: sleeping on a 32-bit word until another thread changes it.
 #ifndef SORVEX_PLATFORM_POSIX_BASE_FUTEX_H
 #define SORVEX_PLATFORM_POSIX_BASE_FUTEX_H
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/posix/base/types.h"
@@ -11,11 +12,11 @@ namespace Sorvex::platform {
 /// Who sleeps on a word: threads of this process only, or of every process that maps it.
 enum class Sharing { process, machine };
 
-/// The moment at which a wait in milliseconds ends, on the clock that nobody can set.
-class Deadline {
+/// The moment at which a sleep of so many milliseconds ends, on the clock that nobody can set.
+class SleepLimit {
 public:
     /// INFINITE makes one that never comes.
-    explicit Deadline(DWORD milliseconds) noexcept;
+    explicit SleepLimit(DWORD milliseconds) noexcept;
 
     /// The time as the kernel takes it; null when the moment never comes.
     const void* kernelTime() const noexcept { return limited ? &moment : nullptr; }
@@ -31,11 +32,17 @@ private:
     bool limited;
 };
 
-/// Sleeps while the word has the expected value. May return early for any reason but the deadline.
+/// The word behind an atomic one, as the kernel takes it.
+inline const std::uint32_t* wordOf(const std::atomic<std::uint32_t>& value) noexcept {
+    static_assert(sizeof(value) == sizeof(std::uint32_t));
+    return reinterpret_cast<const std::uint32_t*>(&value);
+}
+
+/// Sleeps while the word has the expected value. May return early for any reason but the limit.
 ///
-/// @return false when the deadline has passed
+/// @return false when the limit has passed
 bool futexWait(const std::uint32_t* word, std::uint32_t expected, Sharing sharing,
-               const Deadline& deadline) noexcept;
+               const SleepLimit& limit) noexcept;
 
 /// Wakes one sleeper of this process.
 void futexWakeOne(const std::uint32_t* word) noexcept;

@@ -7,11 +7,9 @@ namespace Sorvex::platform {
 
 namespace {
 
-// Processes of both widths map the same word, and nothing may be locked behind it.
-static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
-static_assert(sizeof(EventState) == 8);
-static_assert(alignof(EventState) == 8);
-static_assert(std::endian::native == std::endian::little);
+// Other processes map the same word, and nothing may be locked behind it.
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+static_assert(sizeof(EventState) == sizeof(std::uint32_t));
 
 // How often in a row this thread has looked in vain before it slept.
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned lookedInVain = 0;
@@ -34,42 +32,32 @@ unsigned worthwhileLooks() noexcept {
 
 }  // namespace
 
-bool EventState::fencePosts(std::uint64_t& seen) noexcept {
-    if (postsOnlyLook(seen)) {
-        const std::uint64_t stopped = (seen & ~onlyLook) | fenceDue;
-        if (!word.compare_exchange_strong(seen, stopped, std::memory_order_seq_cst,
-                                          std::memory_order_acquire))
-            return false;
-        seen = stopped;
-    }
-    // Others who end the generation meanwhile don't rely on this fence, whose thread may be killed
-    // on the way, but make their own.
-    fenceProcess();
-    return true;
-}
-
 DWORD EventState::waitForEnd(std::uint32_t generation, DWORD milliseconds,
                              Sharing sharing) noexcept {
     if (milliseconds == 0)
         return WAIT_TIMEOUT;
-    const Deadline deadline(milliseconds);
-    return overWhileLooking(generation) ? WAIT_OBJECT_0 : sleep(generation, deadline, sharing);
-}
-
-DWORD EventState::sleep(std::uint32_t generation, const Deadline& deadline,
-                        Sharing sharing) noexcept {
-    word.fetch_add(oneSleeper, std::memory_order_seq_cst);
+    const SleepLimit limit(milliseconds);
+    if (overWhileLooking(generation))
+        return WAIT_OBJECT_0;
     if (over(generation))
         lookedInVain = 0;  // a moment more would have been enough
-    bool inTime = true;
-    while (inTime && !over(generation))
-        inTime = futexWait(lowerHalf(), generation, sharing, deadline);
-    const std::uint64_t last = word.fetch_sub(oneSleeper, std::memory_order_acq_rel);
-    return lower(last) != generation ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+    return sleep(generation, limit, sharing);
 }
 
-bool EventState::over(std::uint32_t generation) const noexcept {
-    return lower(word.load(std::memory_order_acquire)) != generation;
+DWORD EventState::sleep(std::uint32_t generation, const SleepLimit& limit,
+                        Sharing sharing) noexcept {
+    std::uint32_t seen = word.load(std::memory_order_acquire);
+    for (bool inTime = true; (seen & ~awaited) == generation;) {
+        if (!inTime)
+            return WAIT_TIMEOUT;
+        if ((seen & awaited) == 0 &&
+            !word.compare_exchange_weak(seen, seen | awaited, std::memory_order_seq_cst,
+                                        std::memory_order_acquire))
+            continue;
+        inTime = futexWait(wordOf(word), generation | awaited, sharing, limit);
+        seen = word.load(std::memory_order_acquire);
+    }
+    return WAIT_OBJECT_0;
 }
 
 bool EventState::overWhileLooking(std::uint32_t generation) const noexcept {

@@ -7,11 +7,6 @@ namespace Sorvex::platform {
 
 namespace {
 
-const std::uint32_t* wordOf(const std::atomic<std::uint32_t>& state) noexcept {
-    static_assert(sizeof(state) == sizeof(std::uint32_t));
-    return reinterpret_cast<const std::uint32_t*>(&state);
-}
-
 // Looks less and less often, so that the owner keeps the word in its own cache meanwhile.
 bool takenWhileSpinning(std::atomic<std::uint32_t>& state) noexcept {
     const unsigned limit = spinLimit();
@@ -32,7 +27,7 @@ bool takenWhileSpinning(std::atomic<std::uint32_t>& state) noexcept {
 void enterTakenCriticalSection(std::atomic<std::uint32_t>& state) noexcept {
     if (takenWhileSpinning(state))
         return;
-    const Deadline never(INFINITE);
+    const SleepLimit never(INFINITE);
     // A thread that has slept can't know whether others still do, so it takes the lock as awaited;
     // the wake that may be one too many costs less than one too few.
     while (state.exchange(criticalSectionAwaited, std::memory_order_acquire) != criticalSectionFree)

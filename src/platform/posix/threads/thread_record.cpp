@@ -40,10 +40,6 @@ constexpr timespec timeToGetOn{0, 20000};
 // machine.
 constexpr std::uint64_t mostWorkInSharedCode = 200'000'000;
 
-const std::uint32_t* wordOf(const std::atomic<std::uint32_t>& value) noexcept {
-    return reinterpret_cast<const std::uint32_t*>(&value);
-}
-
 std::uint64_t now() noexcept {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
@@ -247,15 +243,15 @@ void ThreadRecord::endByForce() noexcept {
 #endif
 }
 
-bool ThreadRecord::sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept {
+bool ThreadRecord::sleepWhile(std::uint32_t state, const SleepLimit& limit) noexcept {
     if ((state & awaited) == 0 && !life.compare_exchange_strong(state, state | awaited))
         return true;
-    return futexWait(wordOf(life), state | awaited, Sharing::process, deadline);
+    return futexWait(wordOf(life), state | awaited, Sharing::process, limit);
 }
 
-bool ThreadRecord::waitForEnd(const Deadline& deadline) noexcept {
+bool ThreadRecord::waitForEnd(const SleepLimit& limit) noexcept {
     std::uint32_t state = life.load(std::memory_order_acquire);
-    while ((state & ended) == 0 && sleepWhile(state, deadline))
+    while ((state & ended) == 0 && sleepWhile(state, limit))
         state = life.load(std::memory_order_acquire);
     return hasEnded();
 }
@@ -265,7 +261,7 @@ bool ThreadRecord::joinAtOnce() noexcept {
 }
 
 void ThreadRecord::join() noexcept {
-    const Deadline never(INFINITE);
+    const SleepLimit never(INFINITE);
     std::uint32_t state = joinState.load(std::memory_order_acquire);
     while (state != joined) {
         if (state == joining)
@@ -296,7 +292,7 @@ void ThreadRecord::askToEnd() noexcept {
     std::uint32_t state = life.load(std::memory_order_acquire);
     const std::uint32_t before = state / onePutOff;
     sendEndSignal(hostId());
-    const Deadline limit(longestAnswer);
+    const SleepLimit limit(longestAnswer);
     while ((state & ended) == 0 && state / onePutOff == before && sleepWhile(state, limit))
         state = life.load(std::memory_order_acquire);
     // A thread that has put off its end must get on, or the next signal meets it in the same place.

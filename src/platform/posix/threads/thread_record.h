@@ -50,7 +50,7 @@ public:
     bool hasEnded() const noexcept { return (life.load(std::memory_order_acquire) & ended) != 0; }
 
     /// Waits for the end; false when the deadline passed first.
-    bool waitForEnd(const Deadline& deadline) noexcept;
+    bool waitForEnd(const SleepLimit& limit) noexcept;
 
     /// Waits for the end in the C library, which sleeps once where waitForEnd and join sleep twice.
     /// False when the calling thread might be ended meanwhile, or another joins already.
@@ -100,7 +100,7 @@ private:
     void run();
     void publishEnd() noexcept;
     void askToEnd() noexcept;
-    bool sleepWhile(std::uint32_t state, const Deadline& deadline) noexcept;
+    bool sleepWhile(std::uint32_t state, const SleepLimit& limit) noexcept;
     bool joinAlone() noexcept;
     void release() noexcept;
 

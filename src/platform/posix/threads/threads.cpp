@@ -36,7 +36,7 @@ public:
         if (milliseconds == INFINITE && record->joinAtOnce())
             return WAIT_OBJECT_0;
         if (!record->hasEnded() &&
-            (milliseconds == 0 || !record->waitForEnd(Deadline(milliseconds))))
+            (milliseconds == 0 || !record->waitForEnd(SleepLimit(milliseconds))))
             return WAIT_TIMEOUT;
         record->join();
         return WAIT_OBJECT_0;
