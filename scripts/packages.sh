@@ -4,8 +4,10 @@
 packagesToBuild=(g++ cmake ninja-build)
 packagesToTest=(googletest libgtest-dev libgmock-dev pkg-config tzdata locales
     binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
-packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib doxygen
+packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib
     libbenchmark-dev libabsl-dev libboost-dev libfmt-dev libpoco-dev)
+packagesForSite=(doxygen doxygen-awesome-css)
+packagesToCheckSite=(chromium linkchecker python3)
 packagesForWindows=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64)
 
 missing_packages() {

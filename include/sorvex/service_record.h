@@ -46,69 +46,69 @@ namespace Sorvex {
 using ServiceNumber = std::uint32_t;
 
 // Types of a service: alone in its process, or one of several.
-constexpr ServiceNumber SERVICE_WIN32_OWN_PROCESS = 0x10;
-constexpr ServiceNumber SERVICE_WIN32_SHARE_PROCESS = 0x20;
-constexpr ServiceNumber SERVICE_INTERACTIVE_PROCESS = 0x100;
+constexpr ServiceNumber SERVICE_WIN32_OWN_PROCESS = 0x10;     ///< alone in its process
+constexpr ServiceNumber SERVICE_WIN32_SHARE_PROCESS = 0x20;   ///< one of several in its process
+constexpr ServiceNumber SERVICE_INTERACTIVE_PROCESS = 0x100;  ///< added to a type: may show windows
 
 // States.
-constexpr ServiceNumber SERVICE_STOPPED = 1;
-constexpr ServiceNumber SERVICE_START_PENDING = 2;
-constexpr ServiceNumber SERVICE_STOP_PENDING = 3;
-constexpr ServiceNumber SERVICE_RUNNING = 4;
-constexpr ServiceNumber SERVICE_CONTINUE_PENDING = 5;
-constexpr ServiceNumber SERVICE_PAUSE_PENDING = 6;
-constexpr ServiceNumber SERVICE_PAUSED = 7;
+constexpr ServiceNumber SERVICE_STOPPED = 1;           ///< is stopped
+constexpr ServiceNumber SERVICE_START_PENDING = 2;     ///< is starting
+constexpr ServiceNumber SERVICE_STOP_PENDING = 3;      ///< is stopping
+constexpr ServiceNumber SERVICE_RUNNING = 4;           ///< runs
+constexpr ServiceNumber SERVICE_CONTINUE_PENDING = 5;  ///< is resuming
+constexpr ServiceNumber SERVICE_PAUSE_PENDING = 6;     ///< is pausing
+constexpr ServiceNumber SERVICE_PAUSED = 7;            ///< is paused
 
 // Controls that a service takes, as bits of its status. Every service takes the question for its
 // status and the codes 128 to 255 of its own.
-constexpr ServiceNumber SERVICE_ACCEPT_STOP = 0x1;
-constexpr ServiceNumber SERVICE_ACCEPT_PAUSE_CONTINUE = 0x2;
-constexpr ServiceNumber SERVICE_ACCEPT_SHUTDOWN = 0x4;
-constexpr ServiceNumber SERVICE_ACCEPT_PARAMCHANGE = 0x8;
-constexpr ServiceNumber SERVICE_ACCEPT_NETBINDCHANGE = 0x10;
+constexpr ServiceNumber SERVICE_ACCEPT_STOP = 0x1;            ///< may be stopped
+constexpr ServiceNumber SERVICE_ACCEPT_PAUSE_CONTINUE = 0x2;  ///< may be paused and resumed
+constexpr ServiceNumber SERVICE_ACCEPT_SHUTDOWN = 0x4;        ///< is told of the end of the system
+constexpr ServiceNumber SERVICE_ACCEPT_PARAMCHANGE = 0x8;     ///< is told of new parameters
+constexpr ServiceNumber SERVICE_ACCEPT_NETBINDCHANGE = 0x10;  ///< is told of new network bindings
 
 // Control codes.
-constexpr ServiceNumber SERVICE_CONTROL_STOP = 1;
-constexpr ServiceNumber SERVICE_CONTROL_PAUSE = 2;
-constexpr ServiceNumber SERVICE_CONTROL_CONTINUE = 3;
-constexpr ServiceNumber SERVICE_CONTROL_INTERROGATE = 4;
-constexpr ServiceNumber SERVICE_CONTROL_SHUTDOWN = 5;
-constexpr ServiceNumber SERVICE_CONTROL_PARAMCHANGE = 6;
-constexpr ServiceNumber SERVICE_CONTROL_NETBINDADD = 7;
-constexpr ServiceNumber SERVICE_CONTROL_NETBINDREMOVE = 8;
-constexpr ServiceNumber SERVICE_CONTROL_NETBINDENABLE = 9;
-constexpr ServiceNumber SERVICE_CONTROL_NETBINDDISABLE = 10;
+constexpr ServiceNumber SERVICE_CONTROL_STOP = 1;             ///< stop
+constexpr ServiceNumber SERVICE_CONTROL_PAUSE = 2;            ///< pause
+constexpr ServiceNumber SERVICE_CONTROL_CONTINUE = 3;         ///< resume
+constexpr ServiceNumber SERVICE_CONTROL_INTERROGATE = 4;      ///< report the status
+constexpr ServiceNumber SERVICE_CONTROL_SHUTDOWN = 5;         ///< the system ends
+constexpr ServiceNumber SERVICE_CONTROL_PARAMCHANGE = 6;      ///< the parameters have changed
+constexpr ServiceNumber SERVICE_CONTROL_NETBINDADD = 7;       ///< a network binding was added
+constexpr ServiceNumber SERVICE_CONTROL_NETBINDREMOVE = 8;    ///< a network binding was removed
+constexpr ServiceNumber SERVICE_CONTROL_NETBINDENABLE = 9;    ///< a network binding was enabled
+constexpr ServiceNumber SERVICE_CONTROL_NETBINDDISABLE = 10;  ///< a network binding was disabled
 
 // When a service starts, and how grave its failure is.
-constexpr ServiceNumber SERVICE_AUTO_START = 2;
-constexpr ServiceNumber SERVICE_DEMAND_START = 3;
-constexpr ServiceNumber SERVICE_DISABLED = 4;
-constexpr ServiceNumber SERVICE_ERROR_IGNORE = 0;
-constexpr ServiceNumber SERVICE_ERROR_NORMAL = 1;
-constexpr ServiceNumber SERVICE_ERROR_SEVERE = 2;
-constexpr ServiceNumber SERVICE_ERROR_CRITICAL = 3;
-constexpr ServiceNumber SERVICE_NO_CHANGE = 0xFFFFFFFF;
+constexpr ServiceNumber SERVICE_AUTO_START = 2;          ///< with the machine
+constexpr ServiceNumber SERVICE_DEMAND_START = 3;        ///< when a program starts it
+constexpr ServiceNumber SERVICE_DISABLED = 4;            ///< never
+constexpr ServiceNumber SERVICE_ERROR_IGNORE = 0;        ///< a failed start is ignored
+constexpr ServiceNumber SERVICE_ERROR_NORMAL = 1;        ///< a failed start is noted
+constexpr ServiceNumber SERVICE_ERROR_SEVERE = 2;        ///< a failed start is severe
+constexpr ServiceNumber SERVICE_ERROR_CRITICAL = 3;      ///< a failed start is critical
+constexpr ServiceNumber SERVICE_NO_CHANGE = 0xFFFFFFFF;  ///< leaves a number as it is
 
 // Rights that are asked for with a handle on the manager.
-constexpr ServiceNumber SC_MANAGER_CONNECT = 0x1;
-constexpr ServiceNumber SC_MANAGER_CREATE_SERVICE = 0x2;
-constexpr ServiceNumber SC_MANAGER_ENUMERATE_SERVICE = 0x4;
-constexpr ServiceNumber SC_MANAGER_LOCK = 0x8;
-constexpr ServiceNumber SC_MANAGER_QUERY_LOCK_STATUS = 0x10;
-constexpr ServiceNumber SC_MANAGER_MODIFY_BOOT_CONFIG = 0x20;
-constexpr ServiceNumber SC_MANAGER_ALL_ACCESS = 0xF003F;
+constexpr ServiceNumber SC_MANAGER_CONNECT = 0x1;              ///< to connect
+constexpr ServiceNumber SC_MANAGER_CREATE_SERVICE = 0x2;       ///< to install services
+constexpr ServiceNumber SC_MANAGER_ENUMERATE_SERVICE = 0x4;    ///< to list services
+constexpr ServiceNumber SC_MANAGER_LOCK = 0x8;                 ///< to lock the database
+constexpr ServiceNumber SC_MANAGER_QUERY_LOCK_STATUS = 0x10;   ///< to ask for that lock
+constexpr ServiceNumber SC_MANAGER_MODIFY_BOOT_CONFIG = 0x20;  ///< to change how the system starts
+constexpr ServiceNumber SC_MANAGER_ALL_ACCESS = 0xF003F;       ///< all of these
 
 // Rights that are asked for with a handle on a service.
-constexpr ServiceNumber SERVICE_QUERY_CONFIG = 0x1;
-constexpr ServiceNumber SERVICE_CHANGE_CONFIG = 0x2;
-constexpr ServiceNumber SERVICE_QUERY_STATUS = 0x4;
-constexpr ServiceNumber SERVICE_ENUMERATE_DEPENDENTS = 0x8;
-constexpr ServiceNumber SERVICE_START = 0x10;
-constexpr ServiceNumber SERVICE_STOP = 0x20;
-constexpr ServiceNumber SERVICE_PAUSE_CONTINUE = 0x40;
-constexpr ServiceNumber SERVICE_INTERROGATE = 0x80;
-constexpr ServiceNumber SERVICE_USER_DEFINED_CONTROL = 0x100;
-constexpr ServiceNumber SERVICE_ALL_ACCESS = 0xF01FF;
+constexpr ServiceNumber SERVICE_QUERY_CONFIG = 0x1;   ///< to ask what it was installed with
+constexpr ServiceNumber SERVICE_CHANGE_CONFIG = 0x2;  ///< to change what it was installed with
+constexpr ServiceNumber SERVICE_QUERY_STATUS = 0x4;   ///< to ask for its status
+constexpr ServiceNumber SERVICE_ENUMERATE_DEPENDENTS = 0x8;    ///< to list what depends on it
+constexpr ServiceNumber SERVICE_START = 0x10;                  ///< to start it
+constexpr ServiceNumber SERVICE_STOP = 0x20;                   ///< to stop it
+constexpr ServiceNumber SERVICE_PAUSE_CONTINUE = 0x40;         ///< to pause and resume it
+constexpr ServiceNumber SERVICE_INTERROGATE = 0x80;            ///< to have it report its status
+constexpr ServiceNumber SERVICE_USER_DEFINED_CONTROL = 0x100;  ///< to send it codes of its own
+constexpr ServiceNumber SERVICE_ALL_ACCESS = 0xF01FF;          ///< all of these, and to delete it
 
 }  // namespace Sorvex
 
