@@ -17,14 +17,14 @@ inline int stressRounds(int daily, int multiple = 50) {
 constexpr std::chrono::seconds generousLimit{60};
 constexpr unsigned long generousMilliseconds = 60000;
 
-/// Waits for what comes true a little later, such as the last moment of a thread.
+/// Waits for what comes true a little later, such as the last moment of a thread or process.
 template <typename Condition>
 bool comesTrue(Condition condition) {
     const auto limit = std::chrono::steady_clock::now() + generousLimit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > limit)
             return false;
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
     return true;
 }

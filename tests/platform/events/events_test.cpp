@@ -17,7 +17,6 @@
 #include <linux/seccomp.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
-#include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -31,6 +30,7 @@
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/events/named_events.h"
 #include "support/child_process.h"
+#include "support/killed_process.h"
 #include "support/process_facts.h"
 #include "support/stress.h"
 #include "support/temporary_directory.h"
@@ -281,22 +281,6 @@ TEST(NamedEvents, AreSharedWithOtherProgramsUntilTheLastDiesOrExecutesAnother) {
     EXPECT_EQ(pclose(holders[1]), 0);
 }
 
-template <typename Body>
-pid_t forked(Body body) {
-    const pid_t child = fork();
-    if (child != 0)
-        return child;
-    body();
-    _exit(0);
-}
-
-int killed(pid_t child) {
-    kill(child, SIGKILL);
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status;
-}
-
 TEST(NamedEvents, AreHeldByForkedChildrenToo) {
     const std::string name = freshName();
     Event event = create(name, Arrival::created);
@@ -309,22 +293,6 @@ TEST(NamedEvents, AreHeldByForkedChildrenToo) {
     EXPECT_TRUE(isPosted(create(name, Arrival::joined)));
     EXPECT_EQ(killed(child), SIGKILL);
     EXPECT_TRUE(isFresh(name));
-}
-
-// Runs a part of a test in a child, and kills it after a number of begins and ends of system calls.
-// Tells whether it ended before; at once where processes can't be traced.
-template <typename Body>
-bool endsWithin(int steps, Body body) {
-    const pid_t child = forked([&] {
-        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 && raise(SIGSTOP) == 0)
-            body();
-    });
-    int status = 0;
-    for (waitpid(child, &status, 0); WIFSTOPPED(status) && steps > 0; --steps) {
-        ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        waitpid(child, &status, 0);
-    }
-    return !WIFSTOPPED(status) || killed(child) != SIGKILL;
 }
 
 void useEvent(const std::string& name) {

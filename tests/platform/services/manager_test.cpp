@@ -227,7 +227,7 @@ TEST_F(ServiceManagerTest, DeletesWithTheLastHandle) {
         directory.file("held");
         while (pause() != 0) {}
     }
-    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(directory.path() / "held"); }));
+    EXPECT_TRUE(comesTrue([&] { return std::filesystem::exists(directory.path() / "held"); }));
     EXPECT_EQ(remove("odd"), 0U);
     EXPECT_EQ(creationError({}), ERROR_SERVICE_MARKED_FOR_DELETE);
     end({holder});

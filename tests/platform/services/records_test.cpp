@@ -62,6 +62,7 @@ TEST(ServiceCommandLine, SplitsArgumentsAsTheRuntimeDoes) {
                                                    {"\"a b\" c", {"a b", "c"}},
                                                    {"\"\" x", {"", "x"}},
                                                    {"a\"b c\"d", {"ab cd"}},
+                                                   {"\"a\"\"b\" c", {"a\"b", "c"}},
                                                    {"a\\b c\\\\d", {"a\\b", "c\\\\d"}},
                                                    {"\\\"a b", {"\"a", "b"}},
                                                    {"\"a\\\\\" b", {"a\\", "b"}},

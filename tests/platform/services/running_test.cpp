@@ -7,7 +7,6 @@
 
 #include <fcntl.h>
 #include <sys/fsuid.h>
-#include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -15,6 +14,7 @@
 
 #include "platform/services/services_fixture.h"
 #include "support/child_process.h"
+#include "support/killed_process.h"
 #include "support/process_facts.h"
 
 namespace Sorvex::testing {
@@ -37,28 +37,6 @@ protected:
         for (int result = 0; wait(&result) > 0; successes += result == 0 ? 1 : 0)
             EXPECT_TRUE(WIFEXITED(result) && WEXITSTATUS(result) < 2) << result;
         return successes;
-    }
-
-    // Calls something in a child that is killed before or behind one of its system calls, the first
-    // of which is number 0; false when it gets to its end.
-    template <typename Call>
-    static bool isKilledAt(int step, Call call) {
-        const pid_t child = fork();
-        if (child == 0) {
-            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-            raise(SIGSTOP);
-            call();
-            _exit(0);
-        }
-        int result = -1;
-        for (; waitpid(child, &result, 0) == child && WIFSTOPPED(result) && step >= 0; --step)
-            ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        const bool isAlive = WIFSTOPPED(result);
-        EXPECT_TRUE(isAlive || result == 0) << result;
-        if (isAlive)
-            end({child});
-        waitpid(child, nullptr, 0);
-        return isAlive;
     }
 
     // Sends a packet to a running service without the library's part in it.
@@ -142,7 +120,7 @@ TEST_F(RunningServiceTest, TellsWhyAProgramDoesNotRun) {
     create({.name = "idle", .command = idle.c_str()});
     servicePlaces().limit = std::chrono::milliseconds(300);
     EXPECT_EQ(start("idle"), ERROR_SERVICE_REQUEST_TIMEOUT);
-    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
+    EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, LooksAtTheStateBeforeItAsks) {
@@ -156,7 +134,7 @@ TEST_F(RunningServiceTest, LooksAtTheStateBeforeItAsks) {
     EXPECT_EQ(start("odd", "fail"), 0U);
     EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
     EXPECT_EQ(query("odd").specificExitCode(), 42U);
-    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
+    EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, NoticesADeathAtOnce) {
@@ -165,7 +143,7 @@ TEST_F(RunningServiceTest, NoticesADeathAtOnce) {
     const std::vector<pid_t> parent = processes();
     // A child keeps open what the service had open.
     ASSERT_EQ(send("mortal", 131), 0U);
-    EXPECT_TRUE(eventually([&] { return processes().size() == 2; }));
+    EXPECT_TRUE(comesTrue([&] { return processes().size() == 2; }));
     end(parent);
     EXPECT_EQ(query("mortal").exitCode(), ERROR_PROCESS_ABORTED);
     EXPECT_TRUE(runs("mortal"));
@@ -196,7 +174,7 @@ TEST_F(RunningServiceTest, StartsAgainWhileTheOldProcessIsStillEnding) {
     EXPECT_EQ(send("slow", 128), 0U);
     directory.file("end");
     caller.join();
-    EXPECT_TRUE(eventually([&] { return processes().size() == 1; }));
+    EXPECT_TRUE(comesTrue([&] { return processes().size() == 1; }));
     EXPECT_EQ(query("slow").checkPoint(), 1U);
 }
 
@@ -233,7 +211,7 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
     EXPECT_EQ(processes().size(), 1U);
     EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
     EXPECT_EQ(send("left", SERVICE_CONTROL_STOP), 0U);
-    EXPECT_TRUE(eventually([&] { return processes().empty(); }));
+    EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, StartsWhatItDependsOnFirst) {
@@ -286,7 +264,7 @@ TEST_F(RunningServiceTest, AChangeThatIsKilledIsDoneOrNot) {
         for (bool isKilled = true; isKilled; steps += 2) {
             SCOPED_TRACE(after + std::to_string(steps));
             ASSERT_EQ(before.empty() ? 0U : install(), 0U);
-            isKilled = isKilledAt(steps, makeChange);
+            isKilled = !endsWithin(steps, makeChange);
             std::string found;
             for (const char* name : {"The odd", "Renamed"})
                 if (errorOf([&] { manager.getKeyName(name); }) == 0)
@@ -303,9 +281,9 @@ TEST_F(RunningServiceTest, AChangeThatIsKilledIsDoneOrNot) {
 
 TEST_F(RunningServiceTest, AStartThatIsKilledIsDoneOrCanBeRepeated) {
     createServing("steady");
-    for (int step = 0; isKilledAt(step, [this] { start("steady"); }); step += 3) {
+    for (int step = 1; !endsWithin(step, [this] { start("steady"); }); step += 3) {
         SCOPED_TRACE(step);
-        EXPECT_TRUE(eventually([this] {
+        EXPECT_TRUE(comesTrue([this] {
             start("steady");
             return query("steady").state() == SERVICE_RUNNING;
         }));
@@ -368,7 +346,7 @@ TEST_F(RunningServiceTest, FollowsNoPlantedLinkAndBelievesNoForgedState) {
     // The exit code in both copies of the record, without a hash that fits.
     EXPECT_EQ(send("lured", SERVICE_CONTROL_STOP), 0U);
     std::string forged = contentsOf(own / "state");
-    forged.at(36) = forged.at(100) = 9;
+    forged.at(52) = forged.at(132) = 9;
     directory.file("run/services/lured/state", forged);
     EXPECT_EQ(query("lured").exitCode(), ERROR_SERVICE_NEVER_STARTED);
 }

@@ -6,10 +6,8 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,6 +15,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/services/store.h"
+#include "support/stress.h"
 #include "support/temporary_directory.h"
 
 namespace Sorvex::testing {
@@ -28,16 +27,6 @@ struct ServicePlaces {
     std::chrono::milliseconds limit{120000};
 };
 ServicePlaces& servicePlaces();
-
-/// Waits for something that another process brings about.
-inline ::testing::AssertionResult eventually(const std::function<bool()>& happens) {
-    for (int look = 0; look < 4000; ++look) {
-        if (happens())
-            return ::testing::AssertionSuccess();
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return ::testing::AssertionFailure() << "it never happened";
-}
 
 /// The last error after a failing call of the service classes; 0 when it succeeds.
 template <typename Call>
@@ -87,7 +76,7 @@ protected:
         using platform::services::identityOf;
         for (const pid_t process : ended) {
             kill(process, SIGKILL);
-            EXPECT_TRUE(eventually([&] { return identityOf(process).startTime == 0; }));
+            EXPECT_TRUE(comesTrue([&] { return identityOf(process).startTime == 0; }));
         }
     }
 
@@ -136,12 +125,12 @@ protected:
 
     BServiceStatus query(const std::string& name) { return open(name).queryStatus(); }
 
-    ::testing::AssertionResult reaches(const std::string& name, std::uint32_t state) {
-        return eventually([&] { return query(name).state() == state; });
+    bool reaches(const std::string& name, std::uint32_t state) {
+        return comesTrue([&] { return query(name).state() == state; });
     }
 
     /// Starts a service and waits until it reports that it runs.
-    ::testing::AssertionResult runs(const std::string& name) {
+    bool runs(const std::string& name) {
         EXPECT_EQ(start(name), 0U);
         return reaches(name, SERVICE_RUNNING);
     }

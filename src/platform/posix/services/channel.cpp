@@ -70,10 +70,32 @@ bool isPeer(uid_t user, int connection) {
     return credentials && credentials->uid == user;
 }
 
+// The message beside a packet that carries a descriptor (SCM_RIGHTS): the kernel makes a copy in
+// the receiving process.
 union DescriptorMessage {
     cmsghdr header;
     char space[CMSG_SPACE(sizeof(int))];
 };
+
+// Owns every descriptor that came with a message: alignment leaves room for a second one. A single
+// one is what was expected.
+Descriptor takeDescriptor(msghdr& message) {
+    Descriptor taken;
+    std::size_t count = 0;
+    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
+         header = CMSG_NXTHDR(&message, header)) {
+        if (header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS)
+            continue;
+        const std::size_t size = header->cmsg_len - CMSG_LEN(0);
+        for (std::size_t offset = 0; offset + sizeof(int) <= size; offset += sizeof(int)) {
+            int number = -1;
+            std::memcpy(&number, CMSG_DATA(header) + offset, sizeof number);
+            taken = Descriptor(number);
+            ++count;
+        }
+    }
+    return count == 1 ? std::move(taken) : Descriptor();
+}
 
 bool sendPacket(int connection, const void* packet, std::size_t size, int passed) {
     iovec part{const_cast<void*>(packet), size};
@@ -93,7 +115,7 @@ bool sendPacket(int connection, const void* packet, std::size_t size, int passed
            static_cast<ssize_t>(size);
 }
 
-// Takes one packet of exactly this size, and at most one descriptor with it.
+// Takes one packet of exactly this size, and the descriptor that came with it.
 bool receivePacket(int connection, void* packet, std::size_t size, Descriptor& passed) {
     iovec part{packet, size};
     DescriptorMessage carrier{};
@@ -106,13 +128,7 @@ bool receivePacket(int connection, void* packet, std::size_t size, Descriptor& p
         retried([&] { return recvmsg(connection, &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT); });
     if (count < 0)
         return false;
-    const cmsghdr* header = CMSG_FIRSTHDR(&message);
-    if (header != nullptr && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
-        header->cmsg_len == CMSG_LEN(sizeof(int))) {
-        int number = -1;
-        std::memcpy(&number, CMSG_DATA(header), sizeof number);
-        passed = Descriptor(number);
-    }
+    passed = takeDescriptor(message);
     return static_cast<std::size_t>(count) == size && (message.msg_flags & MSG_TRUNC) == 0;
 }
 
@@ -128,7 +144,7 @@ Descriptor listenAt(int directory, const char* name) {
     return listener;
 }
 
-Descriptor connectTo(int directory, const char* name, const Deadline& deadline) {
+Descriptor connectTo(int directory, const char* name, const TimeLimit& deadline) {
     const sockaddr_un address = addressOf(directory, name);
     Descriptor connection = makeSocket();
     while (connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
@@ -199,7 +215,7 @@ std::optional<Reply> receiveReply(int connection) {
     return Reply{packet.error, packet.status};
 }
 
-Answer awaitReply(int connection, int processEnd, const Deadline& deadline) {
+Answer awaitReply(int connection, int processEnd, const TimeLimit& deadline) {
     pollfd watched[] = {{connection, POLLIN, 0}, {processEnd, POLLIN, 0}};
     for (;;) {
         const int ready = poll(watched, 2, deadline.left());
@@ -212,7 +228,7 @@ Answer awaitReply(int connection, int processEnd, const Deadline& deadline) {
     }
 }
 
-bool awaitReadable(int descriptor, const Deadline& deadline) {
+bool awaitReadable(int descriptor, const TimeLimit& deadline) {
     pollfd watched{descriptor, POLLIN, 0};
     for (;;) {
         const int ready = poll(&watched, 1, deadline.left());

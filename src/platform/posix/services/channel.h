@@ -40,7 +40,7 @@ Descriptor listenAt(int directory, const char* name);
 /// Connects to a socket.
 ///
 /// @return an owner of nothing when nobody listens or it is another user who does
-Descriptor connectTo(int directory, const char* name, const Deadline& deadline);
+Descriptor connectTo(int directory, const char* name, const TimeLimit& deadline);
 
 /// The next connection of a listening socket that comes from this user; of nothing when there is
 /// none at the moment.
@@ -67,10 +67,10 @@ struct Answer {
 ///
 /// @param processEnd a descriptor that becomes readable when the process has ended, or a negative
 ///     number
-Answer awaitReply(int connection, int processEnd, const Deadline& deadline);
+Answer awaitReply(int connection, int processEnd, const TimeLimit& deadline);
 
 /// Waits until a descriptor is readable; false when the limit was reached first.
-bool awaitReadable(int descriptor, const Deadline& deadline);
+bool awaitReadable(int descriptor, const TimeLimit& deadline);
 
 }  // namespace Sorvex::platform::services
 

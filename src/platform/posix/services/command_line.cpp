@@ -98,6 +98,12 @@ std::vector<std::string> splitArguments(std::string_view text) {
         if (position == text.size())
             break;
         if (isQuote && backslashes % 2 == 0) {
+            // Two quotes between quotes are one that counts as a character.
+            if (isQuoted && text.substr(position + 1, 1) == "\"") {
+                argument += '"';
+                ++position;
+                continue;
+            }
             isQuoted = !isQuoted;
             isArgument = true;
         } else if (!isQuoted && blanks.find(text[position]) != std::string_view::npos) {

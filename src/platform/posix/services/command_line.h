@@ -21,9 +21,9 @@ struct Command {
 /// ERROR_ACCESS_DENIED when it is none or may not be run.
 Command findCommand(std::string_view commandLine);
 
-/// Splits arguments as the platform's runtime does: double quotes keep blanks together, a double
-/// quote behind an odd number of backslashes is a character, and before one a pair of backslashes
-/// is one backslash.
+/// Splits arguments as the platform's runtime does: double quotes keep blanks together, two of them
+/// between such are a character, and so is one behind an odd number of backslashes; before a double
+/// quote a pair of backslashes is one backslash.
 std::vector<std::string> splitArguments(std::string_view text);
 
 }  // namespace Sorvex::platform::services

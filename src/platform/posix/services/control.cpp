@@ -6,7 +6,7 @@
 #include <sorvex/service_record.h>
 
 #include "platform/posix/services/channel.h"
-#include "platform/posix/services/controls.h"
+#include "platform/posix/services/control_codes.h"
 #include "platform/posix/services/dependencies.h"
 #include "platform/posix/services/handle_objects.h"
 #include "platform/posix/services/launch.h"
@@ -25,30 +25,24 @@ constexpr int pauseBetweenLooks = 2;  // ms
 
 Observation look(const ServiceHandle& handle) {
     Observation found = handle.store->observe(handle.service.key);
-    if (found.status.dwServiceType == 0)
+    if (found.isUnderstood && found.status.dwServiceType == 0)
         found.status.dwServiceType = handle.service.entry.configuration().type;
     return found;
 }
 
-bool hasActiveDependents(const Store& store, const std::string& key) {
-    for (const std::string& dependent : dependentsOf(store.database(), key))
-        if (store.observe(dependent).isActive)
-            return true;
-    return false;
-}
-
-// Asks the process of the service. One that has gone in the meantime has stopped.
-Reply ask(const ServiceHandle& handle, pid_t process, DWORD code) {
-    const Deadline deadline(responseLimit());
+// Asks the process of the service. One that has gone in the meantime has stopped, even if the
+// service has been started again since.
+Reply ask(const ServiceHandle& handle, const Observation& asked, DWORD code) {
+    const TimeLimit limit(responseLimit());
     const Descriptor directory =
         openPrivateDirectory(handle.store->runtime(), handle.service.key.c_str());
-    const Descriptor end = watchProcess(process);
+    const Descriptor end = watchProcess(asked);
     const Descriptor connection =
-        directory ? connectTo(directory.get(), controlSocket, deadline) : Descriptor();
+        directory ? connectTo(directory.get(), controlSocket, limit) : Descriptor();
     Request request;
     request.number = code;
     if (connection && send(connection.get(), request)) {
-        const Answer answer = awaitReply(connection.get(), end.get(), deadline);
+        const Answer answer = awaitReply(connection.get(), end.get(), limit);
         if (answer.reply)
             return *answer.reply;
         if (answer.isTimedOut)
@@ -59,7 +53,9 @@ Reply ask(const ServiceHandle& handle, pid_t process, DWORD code) {
         const Observation now = look(handle);
         if (!now.isActive)
             return {ERROR_SERVICE_NOT_ACTIVE, now.status};
-        if (deadline.isOver())
+        if (now.started != asked.started)
+            return {ERROR_SERVICE_NOT_ACTIVE, stoppedStatus(asked.status.dwServiceType, 0)};
+        if (limit.isOver())
             refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
         poll(nullptr, 0, pauseBetweenLooks);
     }
@@ -67,11 +63,13 @@ Reply ask(const ServiceHandle& handle, pid_t process, DWORD code) {
 
 Reply control(const ServiceHandle& handle, DWORD code) {
     const Observation found = look(handle);
-    if (const DWORD error = refusalOf(found.status, code); error != ERROR_SUCCESS)
-        return {error, found.status};
+    // Of one that isn't understood the service itself knows more.
+    if (found.isUnderstood)
+        if (const DWORD error = refusalOf(found.status, code); error != ERROR_SUCCESS)
+            return {error, found.status};
     if (code == SERVICE_CONTROL_STOP && hasActiveDependents(*handle.store, handle.service.key))
         refuse(ERROR_DEPENDENT_SERVICES_RUNNING);
-    return ask(handle, found.process.id, code);
+    return ask(handle, found, code);
 }
 
 bool tellsStatus(DWORD error) noexcept {
@@ -87,7 +85,11 @@ BOOL QueryServiceStatus(SC_HANDLE service, SERVICE_STATUS* status) {
     return services::answering(FALSE, [&] {
         if (status == nullptr)
             services::refuse(ERROR_INVALID_PARAMETER);
-        *status = services::look(services::serviceBehind(service, SERVICE_QUERY_STATUS)).status;
+        const auto found = services::look(services::serviceBehind(service, SERVICE_QUERY_STATUS));
+        // It runs, and its record is damaged or another machine's.
+        if (!found.isUnderstood)
+            services::refuse(ERROR_INVALID_DATA);
+        *status = found.status;
         return TRUE;
     });
 }

@@ -1,6 +1,7 @@
 #include "platform/posix/services/database.h"
 
-#include <sys/file.h>
+#include <algorithm>
+#include <chrono>
 
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/file_key.h"
@@ -16,90 +17,110 @@ constexpr const char* deletionMark = "deleted";
 
 // Keys never begin with a dot.
 constexpr const char* nameIndex = ".names";
-constexpr const char* unfinished = ".unfinished";
-constexpr const char* removed = ".removed";
+constexpr const char* remainsDirectory = ".remains";
+
+// A name among the remains, some of which may be impossible to clear. Only the holder of the
+// exclusive lock needs one, so the time tells them apart.
+std::string freshRemainsName() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return asHexadecimal(static_cast<std::uint64_t>(now.count()));
+}
 
 }  // namespace
 
-Configuration Entry::configuration() const {
+Configuration ServiceDirectory::configuration() const {
     const auto text = readPrivateFile(get(), configurationFile);
     if (!text)
         refuse(ERROR_INVALID_DATA);
     return fromText(*text);
 }
 
-bool Entry::isMarked() const {
+bool ServiceDirectory::isMarked() const {
     return hasEntry(get(), deletionMark);
 }
 
-void Entry::mark() const {
+void ServiceDirectory::mark() const {
     static_cast<void>(makeFile(get(), deletionMark));
-    syncToDisk(get());
+    syncDirectory(get());
 }
 
 Database::Database(Descriptor opened)
-    : directory(std::move(opened)), names(ensurePrivateDirectory(directory.get(), nameIndex)) {}
+    : directory(std::move(opened)),
+      names(ensurePrivateDirectory(directory.get(), nameIndex)),
+      remains(ensurePrivateDirectory(directory.get(), remainsDirectory)) {}
 
-FileLock Database::lock(int kind) const {
-    return waitForLock(reopenDirectory(directory.get()), kind);
+ScopedFileLock Database::lock(int kind) const {
+    return {{}, waitForLock(reopenDirectory(directory.get()), kind)};
 }
 
-Entry Database::find(const std::string& key) const {
-    return Entry(openPrivateDirectory(directory.get(), key.c_str()));
+ServiceDirectory Database::find(const std::string& key) const {
+    return ServiceDirectory(openPrivateDirectory(directory.get(), key.c_str()));
 }
 
 std::vector<std::string> Database::keys() const {
     return visibleEntries(directory.get());
 }
 
-std::string Database::keyShownAs(std::string_view displayName) const {
-    auto key = readPrivateFile(names.get(), fileKey(displayName).c_str());
-    if (!key || key->empty() || key->front() == '.' || !isServiceName(*key))
-        return {};
-    const Entry entry = find(*key);
-    if (!entry)
-        return {};
+std::optional<Configuration> Database::configurationOf(const std::string& key) const {
     try {
-        if (foldCase(entry.configuration().displayName) == foldCase(displayName))
-            return *key;
+        const ServiceDirectory service = find(key);
+        return service ? std::optional(service.configuration()) : std::nullopt;
     } catch (const Refusal&) {
         // A damaged service is a failure for itself alone.
+        return std::nullopt;
     }
-    return {};
 }
 
-Entry Database::add(const Configuration& configuration) const {
+std::string Database::keyShownAs(std::string_view displayName) const {
+    const auto indexed = readPrivateFile(names.get(), fileKey(displayName).c_str());
+    if (!indexed)
+        return {};
+    const std::string wanted = foldCase(displayName);
+    const auto isShown = [&](const std::string& key) {
+        const auto configuration = configurationOf(key);
+        return configuration && foldCase(configuration->displayName) == wanted;
+    };
+    // Only what could have been written by index() may go to the host as a name.
+    if (!indexed->empty() && indexed->front() != '.' && isServiceName(*indexed) &&
+        isShown(*indexed))
+        return *indexed;
+    const std::vector<std::string> all = keys();
+    const auto found = std::find_if(all.begin(), all.end(), isShown);
+    return found == all.end() ? std::string() : *found;
+}
+
+ServiceDirectory Database::add(const Configuration& configuration) const {
     const std::string key = fileKey(configuration.name);
+    const std::string fresh = freshRemainsName();
     clearRemains();
     index(configuration);
-    Entry entry(ensurePrivateDirectory(directory.get(), unfinished));
-    replaceFile(entry.get(), configurationFile, toText(configuration));
-    renameEntry(directory.get(), unfinished, key.c_str());
-    syncToDisk(directory.get());
-    return entry;
+    ServiceDirectory service(ensurePrivateDirectory(remains.get(), fresh.c_str()));
+    replaceFile(service.get(), configurationFile, toText(configuration));
+    renameEntry(remains.get(), fresh.c_str(), directory.get(), key.c_str());
+    syncDirectory(directory.get());
+    return service;
 }
 
-void Database::change(const Entry& entry, const Configuration& from,
+void Database::change(const ServiceDirectory& service, const Configuration& from,
                       const Configuration& to) const {
     const std::string before = fileKey(from.displayName);
     const bool isRenamed = before != fileKey(to.displayName);
     if (isRenamed)
         index(to);
-    replaceFile(entry.get(), configurationFile, toText(to));
+    replaceFile(service.get(), configurationFile, toText(to));
     if (isRenamed)
         removeEntry(names.get(), before.c_str(), 0);
 }
 
-void Database::remove(const std::string& key, const Entry& entry) const {
+void Database::remove(const std::string& key, const ServiceDirectory& service) const {
     std::string displayKey;
     try {
-        displayKey = fileKey(entry.configuration().displayName);
+        displayKey = fileKey(service.configuration().displayName);
     } catch (const Refusal&) {
         // What a damaged configuration leaves in the index is never believed.
     }
-    clearRemains();
-    renameEntry(directory.get(), key.c_str(), removed);
-    syncToDisk(directory.get());
+    renameEntry(directory.get(), key.c_str(), remains.get(), freshRemainsName().c_str());
+    syncDirectory(directory.get());
     if (!displayKey.empty() && readPrivateFile(names.get(), displayKey.c_str()) == key)
         removeEntry(names.get(), displayKey.c_str(), 0);
     clearRemains();
@@ -110,10 +131,15 @@ void Database::index(const Configuration& configuration) const {
                 fileKey(configuration.name));
 }
 
-// What a crash has left half made or half removed.
 void Database::clearRemains() const {
-    removeDirectory(directory.get(), unfinished);
-    removeDirectory(directory.get(), removed);
+    for (const std::string& name : visibleEntries(remains.get())) {
+        try {
+            removeTree(remains.get(), name.c_str());
+        } catch (const Refusal&) {
+            // What can't be removed, such as a directory that somebody else has filled, is in
+            // nobody's way here.
+        }
+    }
 }
 
 }  // namespace Sorvex::platform::services

@@ -3,7 +3,9 @@
 // Each service is a directory named after its key (file_key.h) that holds its configuration and,
 // once it is to be deleted, a mark. Display names are found through an index: a file for each that
 // holds the key. The index is written ahead of the configuration and believed only when the
-// configuration agrees, so a crash between the two does no harm.
+// configuration agrees, so a crash between the two does no harm; where they differ, all
+// configurations are looked through. Services are built and taken apart in a directory of remains,
+// which the next change clears of what a crash has left.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_DATABASE_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_DATABASE_H
 
@@ -18,10 +20,10 @@
 namespace Sorvex::platform::services {
 
 /// The directory of one service, open. Whoever keeps a shared lock on it keeps the service.
-class Entry {
+class ServiceDirectory {
 public:
-    Entry() = default;
-    explicit Entry(Descriptor opened) noexcept : directory(std::move(opened)) {}
+    ServiceDirectory() = default;
+    explicit ServiceDirectory(Descriptor opened) noexcept : directory(std::move(opened)) {}
 
     explicit operator bool() const noexcept { return static_cast<bool>(directory); }
     int get() const noexcept { return directory.get(); }
@@ -42,10 +44,13 @@ public:
 
     /// Locks the whole database: shared to look for a service and keep it, exclusively to change
     /// which services and names there are.
-    FileLock lock(int kind) const;
+    ScopedFileLock lock(int kind) const;
 
     /// An entry of nothing when there is no such service.
-    Entry find(const std::string& key) const;
+    ServiceDirectory find(const std::string& key) const;
+
+    /// Nothing for a service that is missing or damaged.
+    std::optional<Configuration> configurationOf(const std::string& key) const;
 
     /// The keys of all services, in no order.
     std::vector<std::string> keys() const;
@@ -56,12 +61,13 @@ public:
     // These want the exclusive lock.
 
     /// Adds a service whose key is free.
-    Entry add(const Configuration& configuration) const;
+    ServiceDirectory add(const Configuration& configuration) const;
 
-    void change(const Entry& entry, const Configuration& from, const Configuration& to) const;
+    void change(const ServiceDirectory& service, const Configuration& from,
+                const Configuration& to) const;
 
     /// Removes a service with all that it has on the disk.
-    void remove(const std::string& key, const Entry& entry) const;
+    void remove(const std::string& key, const ServiceDirectory& service) const;
 
 private:
     void index(const Configuration& configuration) const;
@@ -69,6 +75,7 @@ private:
 
     Descriptor directory;
     Descriptor names;
+    Descriptor remains;
 };
 
 }  // namespace Sorvex::platform::services

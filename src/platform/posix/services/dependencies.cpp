@@ -1,50 +1,48 @@
 #include "platform/posix/services/dependencies.h"
 
 #include <algorithm>
-#include <optional>
 #include <set>
 
+#include <fcntl.h>
+
+#include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/file_key.h"
+#include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 
 namespace Sorvex::platform::services {
 
 namespace {
 
-// Nothing for a service that is missing or damaged.
-std::optional<Configuration> configurationOf(const Database& database, const std::string& key) {
-    try {
-        const Entry entry = database.find(key);
-        return entry ? std::optional(entry.configuration()) : std::nullopt;
-    } catch (const Refusal&) {
-        return std::nullopt;
-    }
-}
+// Empty files in the run-time directory of a service, named after those that depend on it.
+constexpr std::string_view dependentPrefix = "dependent.";
 
-template <typename Predicate>
-std::vector<std::string> keysWhere(const Database& database, Predicate predicate) {
-    std::vector<std::string> found;
-    for (std::string& key : database.keys()) {
-        const auto configuration = configurationOf(database, key);
-        if (configuration && predicate(*configuration))
-            found.push_back(std::move(key));
-    }
-    std::sort(found.begin(), found.end());
-    return found;
+bool namesAsDependency(const Configuration& configuration, const std::string& key) {
+    const auto& names = configuration.dependencies;
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+        return name.front() != groupMark && fileKey(name) == key;
+    });
 }
 
 }  // namespace
 
-std::vector<std::string> membersOf(const Database& database, std::string_view group) {
-    const std::string wanted = foldCase(group);
-    return keysWhere(database, [&](const Configuration& configuration) {
-        return foldCase(configuration.group) == wanted;
-    });
+const std::vector<std::string>& Groups::membersOf(std::string_view group) {
+    if (!members) {
+        members.emplace();
+        std::vector<std::string> keys = database.keys();
+        std::sort(keys.begin(), keys.end());
+        for (const std::string& key : keys)
+            if (const auto configuration = database.configurationOf(key))
+                (*members)[foldCase(configuration->group)].push_back(key);
+    }
+    return (*members)[foldCase(group)];
 }
 
 bool isCircular(const Database& database, const Configuration& configuration) {
     const std::string self = fileKey(configuration.name);
     const std::string ownGroup = foldCase(configuration.group);
+    Groups groups(database);
+    std::set<std::string> seenGroups;
     std::set<std::string> seen;
     std::vector<std::string> waiting;
     const auto follow = [&](const Configuration& follower) {
@@ -54,11 +52,13 @@ bool isCircular(const Database& database, const Configuration& configuration) {
                 continue;
             }
             const std::string group = foldCase(dependency.substr(1));
+            if (!seenGroups.insert(group).second)
+                continue;
             if (group == ownGroup)
                 waiting.push_back(self);
-            for (std::string& member : membersOf(database, group))
+            for (const std::string& member : groups.membersOf(group))
                 if (member != self)
-                    waiting.push_back(std::move(member));
+                    waiting.push_back(member);
         }
     };
 
@@ -70,19 +70,40 @@ bool isCircular(const Database& database, const Configuration& configuration) {
             return true;
         if (!seen.insert(key).second)
             continue;
-        if (const auto next = configurationOf(database, key))
+        if (const auto next = database.configurationOf(key))
             follow(*next);
     }
     return false;
 }
 
-std::vector<std::string> dependentsOf(const Database& database, const std::string& key) {
-    return keysWhere(database, [&](const Configuration& configuration) {
-        return std::any_of(configuration.dependencies.begin(), configuration.dependencies.end(),
-                           [&](const std::string& dependency) {
-                               return dependency.front() != groupMark && fileKey(dependency) == key;
-                           });
-    });
+void announceDependent(const Store& store, const Configuration& configuration) {
+    const std::string mark = std::string(dependentPrefix) + fileKey(configuration.name);
+    for (const std::string& dependency : configuration.dependencies) {
+        const std::string key = fileKey(dependency);
+        if (dependency.front() == groupMark || !store.database().find(key))
+            continue;
+        const Descriptor directory = ensurePrivateDirectory(store.runtime(), key.c_str());
+        if (!openAt(directory.get(), mark.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW,
+                    S_IRUSR | S_IWUSR))
+            refuseWithErrno();
+    }
+}
+
+bool hasActiveDependents(const Store& store, const std::string& key) {
+    const Descriptor directory = openPrivateDirectory(store.runtime(), key.c_str());
+    if (!directory)
+        return false;
+    for (const std::string& name : visibleEntries(directory.get())) {
+        if (name.substr(0, dependentPrefix.size()) != dependentPrefix)
+            continue;
+        const std::string dependent = name.substr(dependentPrefix.size());
+        if (dependent.empty() || dependent.front() == '.' || !store.observe(dependent).isActive)
+            continue;
+        const auto configuration = store.database().configurationOf(dependent);
+        if (configuration && namesAsDependency(*configuration, key))
+            return true;
+    }
+    return false;
 }
 
 }  // namespace Sorvex::platform::services

@@ -39,8 +39,15 @@ void syncToDisk(int file) {
         refuseWithErrno();
 }
 
-void renameEntry(int directory, const char* from, const char* to) {
-    if (renameat(directory, from, directory, to) != 0)
+void syncDirectory(int directory) {
+    const Descriptor opened = openAt(directory, ".", O_RDONLY | O_DIRECTORY);
+    if (!opened)
+        refuseWithErrno();
+    syncToDisk(opened.get());
+}
+
+void renameEntry(int directory, const char* name, int newDirectory, const char* newName) {
+    if (renameat(directory, name, newDirectory, newName) != 0)
         refuseWithErrno();
 }
 

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "platform/posix/services/locks.h"
+#include "platform/posix/base/descriptor.h"
 
 namespace Sorvex::platform::services {
 
@@ -17,11 +17,15 @@ Descriptor makeFile(int parent, const char* name);
 
 void writeBytes(int file, std::string_view bytes);
 
-/// Waits until a file or the entries of a directory are on the disk.
+/// Waits until a file is on the disk.
 void syncToDisk(int file);
 
-/// Renames an entry of a directory; a file that has the new name already is replaced.
-void renameEntry(int directory, const char* from, const char* to);
+/// Waits until the entries of a directory are on the disk.
+void syncDirectory(int directory);
+
+/// Renames an entry of a directory, perhaps into another one; a file that has the new name already
+/// is replaced.
+void renameEntry(int directory, const char* name, int newDirectory, const char* newName);
 
 /// Removes a file, or with AT_REMOVEDIR an empty directory. One that is missing is no failure.
 void removeEntry(int directory, const char* name, int flags);

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/retried.h"
-#include "platform/posix/services/controls.h"
+#include "platform/posix/services/control_codes.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/places.h"
 #include "platform/posix/services/private_files.h"
@@ -76,8 +76,8 @@ void Dispatcher::connectToStarter() {
         const Descriptor starting =
             runtime ? openPrivateDirectory(runtime.get(), startingDirectory) : Descriptor();
         if (starting)
-            starter = connectTo(starting.get(), std::to_string(getpid()).c_str(),
-                                Deadline(responseLimit()));
+            starter = connectTo(starting.get(), startingSocket(getpid()).c_str(),
+                                TimeLimit(responseLimit()));
     } catch (const Refusal&) {
         // Whatever is wrong with the places, no manager of this user has started this process.
     }
@@ -93,7 +93,7 @@ void Dispatcher::connectToStarter() {
 
 void Dispatcher::takeFirstStart() {
     std::optional<Request> request;
-    if (awaitReadable(starter.get(), Deadline(responseLimit())))
+    if (awaitReadable(starter.get(), TimeLimit(responseLimit())))
         request = receiveRequest(starter.get());
     if (!request || request->kind != RequestKind::start)
         refuse(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
@@ -121,7 +121,7 @@ DWORD Dispatcher::takeStart(Request& request) try {
     if (!directory)
         return ERROR_SERVICE_DOES_NOT_EXIST;
     service->listener = listenAt(directory.get(), controlSocket);
-    service->state.setProcess(identityOf(getpid()));
+    service->state.takeOver();
     std::vector<std::string> arguments = service->state.takeArguments();
     arguments.insert(arguments.begin(), service->name);
 
@@ -209,7 +209,7 @@ bool Dispatcher::acceptConnections() {
                 return false;
             if (!accepted)
                 break;
-            connections.push_back({std::move(accepted), service.get(), Deadline(responseLimit())});
+            connections.push_back({std::move(accepted), service.get(), TimeLimit(responseLimit())});
         }
     }
     return true;

@@ -44,7 +44,7 @@ private:
     struct Connection {
         Descriptor socket;
         HostedService* service;
-        Deadline deadline;
+        TimeLimit deadline;
     };
 
     void connectToStarter();

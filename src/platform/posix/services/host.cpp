@@ -1,6 +1,9 @@
 #include "platform/posix/services/host.h"
 
+#include <cstring>
+
 #include <limits.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/posix/base/kernel_files.h"
@@ -22,6 +25,20 @@ std::string hostName() {
     if (gethostname(name, sizeof name - 1) != 0)
         refuseWithErrno();
     return name;
+}
+
+std::string machineName() {
+    char identifier[64];
+    readKernelFile("/etc/machine-id", identifier, sizeof identifier);
+    identifier[std::strcspn(identifier, "\n")] = '\0';
+    // An image that has never been started has another text there, or none.
+    constexpr std::size_t identifierLength = 32;
+    return std::strlen(identifier) == identifierLength ? identifier : hostName();
+}
+
+std::uint64_t processNamespace() {
+    struct stat facts {};
+    return stat("/proc/self/ns/pid", &facts) == 0 ? facts.st_ino : 0;
 }
 
 std::uint64_t bootNumber() {

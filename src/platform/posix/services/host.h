@@ -11,8 +11,16 @@ namespace Sorvex::platform::services {
 
 std::string hostName();
 
+/// What tells this machine apart from others that share a home directory, also when it is renamed:
+/// the identifier that its installation has made (machine-id), else its host name.
+std::string machineName();
+
 /// A number for the time since the machine was started; another one after each start.
 std::uint64_t bootNumber();
+
+/// A number for the PID namespace of the calling process: the numbers of processes mean something
+/// only in the same one.
+std::uint64_t processNamespace();
 
 /// A process, told apart from a later one of the same number by when it was started.
 struct ProcessIdentity {

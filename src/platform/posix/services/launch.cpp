@@ -15,8 +15,8 @@
 #include <unistd.h>
 
 #include "platform/posix/base/retried.h"
-#include "platform/posix/services/account.h"
 #include "platform/posix/services/refusal.h"
+#include "platform/posix/services/service_user.h"
 
 namespace Sorvex::platform::services {
 
@@ -63,11 +63,10 @@ void giveWord(const Pipe& pipe) {
     writeWhole(pipe.writing.get(), &word, sizeof word);
 }
 
-std::vector<std::string> environmentOfServices() {
-    const Account account = ownAccount();
+std::vector<std::string> environmentFor(const ServiceUser& user) {
     return {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
-            "HOME=" + account.home, "USER=" + account.name, "LOGNAME=" + account.name,
-            "SHELL=" + account.shell};
+            "HOME=" + user.home, "USER=" + user.name, "LOGNAME=" + user.name,
+            "SHELL=" + user.shell};
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -85,6 +84,7 @@ struct ChildPlan {
     const char* program;
     char* const* arguments;
     char* const* environment;
+    const ServiceUser* user;
     int reports;   // tells the number of the process, then why its program can't be run
     int commands;  // gives the word to run the program
     int release;   // gives the word that the process has been seen
@@ -123,6 +123,62 @@ bool openNullStreams() {
     return true;
 }
 
+// The C library's own functions for this would take its locks, whose holder may not have come along
+// through the fork. On 32-bit hosts the calls of these names take 16 bits.
+#ifdef SYS_setresuid32
+constexpr long setUsersCall = SYS_setresuid32;
+constexpr long setGroupCall = SYS_setresgid32;
+constexpr long setGroupsCall = SYS_setgroups32;
+constexpr long getGroupsCall = SYS_getgroups32;
+#else
+constexpr long setUsersCall = SYS_setresuid;
+constexpr long setGroupCall = SYS_setresgid;
+constexpr long setGroupsCall = SYS_setgroups;
+constexpr long getGroupsCall = SYS_getgroups;
+#endif
+
+bool isGroupOf(const ServiceUser& user, gid_t group) {
+    // What a user namespace has no number for is seen as this one, and is worth nothing in it.
+    constexpr gid_t unmapped = 65534;
+    if (group == unmapped)
+        return true;
+    for (const gid_t own : user.groups)
+        if (group == own)
+            return true;
+    return false;
+}
+
+// Whoever may not choose groups keeps those that he has, as long as they are the user's.
+bool hasGroupsOf(const ServiceUser& user) {
+    static gid_t present[NGROUPS_MAX];
+    const long count = syscall(getGroupsCall, NGROUPS_MAX, present);
+    for (long index = 0; index < count; ++index)
+        if (!isGroupOf(user, present[index]))
+            return false;
+    return count >= 0;
+}
+
+bool takeGroup(gid_t group) {
+    return syscall(setGroupCall, group, group, group) == 0;
+}
+
+// Makes the process the service user's altogether. A program with a set-user-id bit, or one of
+// root's that has taken on the rights of a user for a while, has a second user in its real or saved
+// ids; with that left, the service could change over to him. The rights of root are taken up once
+// more where there are any, since it needs them to choose groups.
+bool becomeUser(const ServiceUser& user) {
+    constexpr uid_t unchanged = static_cast<uid_t>(-1);
+    syscall(setUsersCall, unchanged, 0, unchanged);
+    if (syscall(setGroupsCall, user.groups.size(), user.groups.data()) != 0 && !hasGroupsOf(user)) {
+        errno = EPERM;
+        return false;
+    }
+    const gid_t present = getgid();
+    if (!takeGroup(user.groups.front()) && !(isGroupOf(user, present) && takeGroup(present)))
+        return false;
+    return syscall(setUsersCall, user.id, user.id, user.id) == 0;
+}
+
 [[noreturn]] void reportAndExit(int reports) {
     const int error = errno;
     writeWhole(reports, &error, sizeof error);
@@ -135,7 +191,7 @@ bool openNullStreams() {
     setsid();
     resetSignals();
     umask(S_IWGRP | S_IWOTH);
-    if (chdir("/") != 0 || !openNullStreams())
+    if (!becomeUser(*plan.user) || chdir("/") != 0 || !openNullStreams())
         reportAndExit(plan.reports);
 
     // All else is closed, so this one is put where the gap can begin right behind it.
@@ -164,13 +220,14 @@ bool openNullStreams() {
 
 Launch::Launch(const Command& command) {
     std::vector<std::string> argumentTexts = command.arguments;
-    std::vector<std::string> environmentTexts = environmentOfServices();
+    const ServiceUser user = serviceUser();
+    std::vector<std::string> environmentTexts = environmentFor(user);
     const std::vector<char*> arguments = pointersTo(argumentTexts);
     const std::vector<char*> environment = pointersTo(environmentTexts);
     Pipe report = makePipe();
     Pipe order = makePipe();
     Pipe release = makePipe();
-    const ChildPlan plan{command.program.c_str(), arguments.data(),    environment.data(),
+    const ChildPlan plan{command.program.c_str(), arguments.data(),    environment.data(),   &user,
                          report.writing.get(),    order.reading.get(), release.reading.get()};
 
     const pid_t parent = fork();
@@ -238,6 +295,10 @@ Descriptor watchProcess(pid_t process) noexcept {
     static_cast<void>(process);
     return {};
 #endif
+}
+
+Descriptor watchProcess(const Observation& service) noexcept {
+    return service.isProcessKnown ? watchProcess(service.process.id) : Descriptor();
 }
 
 }  // namespace Sorvex::platform::services

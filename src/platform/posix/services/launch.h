@@ -4,7 +4,7 @@
 
 #include "platform/posix/services/command_line.h"
 #include "platform/posix/services/host.h"
-#include "platform/posix/services/locks.h"
+#include "platform/posix/services/run_state.h"
 
 namespace Sorvex::platform::services {
 
@@ -57,9 +57,12 @@ private:
     Pipe commands;
 };
 
-/// A descriptor that becomes readable when a process has ended; of nothing on a host that has none,
-/// and when the process has ended already.
+/// A descriptor that becomes readable when a process has ended (pidfd); of nothing on a host that
+/// has none, and when the process has ended already.
 Descriptor watchProcess(pid_t process) noexcept;
+
+/// The same for the process of a service; of nothing when its number means nothing here.
+Descriptor watchProcess(const Observation& service) noexcept;
 
 }  // namespace Sorvex::platform::services
 

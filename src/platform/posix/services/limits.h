@@ -11,9 +11,9 @@ namespace Sorvex::platform::services {
 std::chrono::milliseconds responseLimit() noexcept;
 
 /// A point in time that a wait ends at.
-class Deadline {
+class TimeLimit {
 public:
-    explicit Deadline(std::chrono::milliseconds limit) noexcept
+    explicit TimeLimit(std::chrono::milliseconds limit) noexcept
         : end(std::chrono::steady_clock::now() + limit) {}
 
     bool isOver() const noexcept { return std::chrono::steady_clock::now() >= end; }

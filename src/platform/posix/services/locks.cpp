@@ -22,7 +22,7 @@ FileLock tryLock(Descriptor file, int kind) {
 FileLock waitForLock(Descriptor file, int kind) {
     constexpr std::chrono::microseconds longestPause{4000};
     std::chrono::microseconds pause{100};
-    const Deadline deadline(responseLimit());
+    const TimeLimit deadline(responseLimit());
     while (retried([&] { return flock(file.get(), kind | LOCK_NB); }) != 0) {
         if (errno != EWOULDBLOCK)
             refuseWithErrno();

@@ -1,4 +1,8 @@
 // Owners of the kernel's locks.
+//
+// flock belongs to the open file, not to the process: it lives on in every copy of the descriptor,
+// those of forked children and those sent to other processes included, until one of them unlocks it
+// or the last is closed.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
 
@@ -8,6 +12,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/descriptor.h"
+#include "platform/posix/base/termination_shield.h"
 
 namespace Sorvex::platform::services {
 
@@ -48,6 +53,13 @@ public:
 private:
     Descriptor file;
     pid_t owner = 0;
+};
+
+/// A lock for the time of a scope, in which the thread can't be ended from outside: nobody else in
+/// the process would give the lock back.
+struct ScopedFileLock {
+    TerminationShield shield;
+    FileLock lock;
 };
 
 /// Takes a lock if nobody is in the way.

@@ -9,6 +9,7 @@
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/handle_objects.h"
 #include "platform/posix/services/host.h"
+#include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 #include "platform/posix/services/services.h"
 
@@ -59,6 +60,9 @@ void check(const Configuration& configuration) {
         if (isGroup ? dependency.size() == 1 : !isServiceName(dependency))
             refuse(ERROR_INVALID_PARAMETER);
     }
+    // What can't be read back is not written.
+    if (toText(configuration).size() > largestPrivateFile)
+        refuse(ERROR_INVALID_PARAMETER);
 }
 
 // Neither a name nor a display name may be one of another service.
@@ -80,13 +84,13 @@ void freeNames(const Store& store, const Configuration& configuration) {
             store.removeIfFree(shown);
 }
 
-// Finds a service by its name. One whose configuration is damaged can be opened for nothing but its
-// deletion.
-KeptService find(const Store& store, const std::string& name, DWORD access) {
-    KeptService service = store.keep(fileKey(name));
-    if (access == deleteAccess)
-        return service;
-    if (foldCase(service.entry.configuration().name) != foldCase(name))
+// Finds a service by its name. One whose configuration is damaged can be opened as well, to be
+// stopped and deleted; whatever needs the configuration fails then.
+KeptService find(const Store& store, const std::string& name) {
+    const std::string key = fileKey(name);
+    KeptService service = store.keep(key);
+    const auto configuration = store.database().configurationOf(key);
+    if (configuration && foldCase(configuration->name) != foldCase(name))
         refuse(ERROR_SERVICE_DOES_NOT_EXIST);
     return service;
 }
@@ -95,7 +99,7 @@ KeptService create(const Store& store, const Configuration& configuration) {
     check(configuration);
     const std::string key = fileKey(configuration.name);
     const Database& database = store.database();
-    const FileLock exclusive = database.lock(LOCK_EX);
+    const ScopedFileLock exclusive = database.lock(LOCK_EX);
     if (!store.removeIfFree(key))
         refuse(database.find(key).isMarked() ? ERROR_SERVICE_MARKED_FOR_DELETE
                                              : ERROR_SERVICE_EXISTS);
@@ -157,7 +161,7 @@ BOOL CloseServiceHandle(SC_HANDLE handle) {
 BOOL GetServiceDisplayNameA(SC_HANDLE manager, const char* serviceName, char* buffer, DWORD* size) {
     return services::answering(FALSE, [&] {
         const auto& handle = services::managerBehind(manager, SC_MANAGER_CONNECT);
-        const auto service = services::find(*handle.store, services::checkedName(serviceName), 0);
+        const auto service = services::find(*handle.store, services::checkedName(serviceName));
         return services::giveName(service.entry.configuration().displayName, buffer, size);
     });
 }
@@ -181,8 +185,8 @@ SC_HANDLE OpenServiceA(SC_HANDLE manager, const char* serviceName, DWORD access)
         const auto& handle = services::managerBehind(manager, SC_MANAGER_CONNECT);
         const std::string name = services::checkedName(serviceName);
         const DWORD granted = services::grantedOnService(access);
-        HandleObject* opened = new services::ServiceHandle(
-            handle.store, services::find(*handle.store, name, granted), granted);
+        HandleObject* opened =
+            new services::ServiceHandle(handle.store, services::find(*handle.store, name), granted);
         return SC_HANDLE{opened};
     });
 }
@@ -236,7 +240,7 @@ BOOL ChangeServiceConfigA(SC_HANDLE service, DWORD serviceType, DWORD startType,
         const auto& handle = services::serviceBehind(service, SERVICE_CHANGE_CONFIG);
         const auto& database = handle.store->database();
         const auto exclusive = database.lock(LOCK_EX);
-        const services::Entry& entry = handle.service.entry;
+        const services::ServiceDirectory& entry = handle.service.entry;
         if (entry.isMarked())
             services::refuse(ERROR_SERVICE_MARKED_FOR_DELETE);
         if (tag != nullptr)
@@ -260,6 +264,8 @@ BOOL ChangeServiceConfigA(SC_HANDLE service, DWORD serviceType, DWORD startType,
         services::checkUnique(database, after);
         if (services::isCircular(database, after))
             services::refuse(ERROR_CIRCULAR_DEPENDENCY);
+        if (handle.store->observe(handle.service.key).isActive)
+            services::announceDependent(*handle.store, after);
         if (after != before)
             database.change(entry, before, after);
         return TRUE;

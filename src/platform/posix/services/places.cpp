@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include "platform/posix/services/account.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/host.h"
+#include "platform/posix/services/service_user.h"
 
 namespace Sorvex::platform::services {
 
@@ -13,8 +13,8 @@ Places placesOfUser() {
         return {{"/var/lib", {"sorvex", "services"}}, {"/run", {"sorvex", "services"}}};
 
     // A home directory may be shared by several machines, but a running process belongs to one.
-    const std::string home = ownAccount().home;
-    return {{home, {".sorvex", "services"}}, {home, {".sorvex", "run", fileKey(hostName())}}};
+    const std::string home = serviceUser().home;
+    return {{home, {".sorvex", "services"}}, {home, {".sorvex", "run", fileKey(machineName())}}};
 }
 
 }  // namespace Sorvex::platform::services

@@ -1,13 +1,12 @@
 #include "platform/posix/services/private_files.h"
 
 #include <cerrno>
-#include <memory>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/base/directory_entries.h"
 #include "platform/posix/base/retried.h"
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/refusal.h"
@@ -16,15 +15,10 @@ namespace Sorvex::platform::services {
 
 namespace {
 
-constexpr std::size_t largestFile = 1 << 20;
 constexpr mode_t bitsOfOthers = S_IRWXG | S_IRWXO;
 
-struct DirectoryClose {
-    void operator()(DIR* stream) const noexcept { closedir(stream); }
-};
-
 // Opens what is the calling user's own and nobody else's.
-Descriptor openOwn(int parent, const char* name, int flags, mode_t type) {
+Descriptor openPrivate(int parent, const char* name, int flags, mode_t type) {
     Descriptor file = openAt(parent, name, flags | O_NOFOLLOW | O_NONBLOCK);
     if (!file) {
         if (errno == ENOENT)
@@ -43,27 +37,41 @@ Descriptor openOwn(int parent, const char* name, int flags, mode_t type) {
     return file;
 }
 
-template <typename Visit>
-void visitEntries(int directory, Visit visit) {
-    Descriptor own = reopenDirectory(directory);
-    const std::unique_ptr<DIR, DirectoryClose> stream(fdopendir(own.get()));
-    if (stream == nullptr)
+std::vector<std::string> entriesOf(int directory) {
+    std::vector<std::string> names;
+    if (!forEachEntry(directory, [&](const std::string& name) { names.push_back(name); }))
         refuseWithErrno();
-    // The stream closes it from here on.
-    own.release();
-    errno = 0;
-    while (const dirent* entry = readdir(stream.get())) {
-        visit(std::string(entry->d_name));
-        errno = 0;
-    }
-    if (errno != 0)
+    return names;
+}
+
+Descriptor openBase(const PrivatePlace& place) {
+    Descriptor directory = openAt(AT_FDCWD, place.base.c_str(), O_PATH | O_DIRECTORY);
+    if (!directory && errno == ENOENT)
+        refuse(ERROR_PATH_NOT_FOUND);
+    if (!directory)
         refuseWithErrno();
+    return directory;
 }
 
 }  // namespace
 
+Descriptor ensurePlace(const PrivatePlace& place) {
+    Descriptor directory = openBase(place);
+    for (const std::string& step : place.steps)
+        directory = ensurePrivateDirectory(directory.get(), step.c_str());
+    return directory;
+}
+
+Descriptor openPlace(const PrivatePlace& place) {
+    Descriptor directory = openBase(place);
+    for (const std::string& step : place.steps)
+        if (directory)
+            directory = openPrivateDirectory(directory.get(), step.c_str());
+    return directory;
+}
+
 Descriptor openPrivateDirectory(int parent, const char* name) {
-    return openOwn(parent, name, O_RDONLY | O_DIRECTORY, S_IFDIR);
+    return openPrivate(parent, name, O_PATH | O_DIRECTORY, S_IFDIR);
 }
 
 Descriptor ensurePrivateDirectory(int parent, const char* name) {
@@ -85,11 +93,13 @@ Descriptor reopenDirectory(int directory) {
 }
 
 Descriptor openPrivateFile(int parent, const char* name, int flags) {
-    return openOwn(parent, name, flags, S_IFREG);
+    return openPrivate(parent, name, flags, S_IFREG);
 }
 
+// faccessat would ask what the real user may do, who is another one in a set-user-id program.
 bool hasEntry(int directory, const char* name) {
-    if (faccessat(directory, name, F_OK, AT_SYMLINK_NOFOLLOW) == 0)
+    struct stat facts {};
+    if (fstatat(directory, name, &facts, AT_SYMLINK_NOFOLLOW) == 0)
         return true;
     if (errno != ENOENT)
         refuseWithErrno();
@@ -109,7 +119,7 @@ std::optional<std::string> readPrivateFile(int parent, const char* name) {
         if (count == 0)
             return contents;
         contents.append(block, static_cast<std::size_t>(count));
-        if (contents.size() > largestFile)
+        if (contents.size() > largestPrivateFile)
             refuse(ERROR_INVALID_DATA);
     }
 }
@@ -120,30 +130,26 @@ void replaceFile(int directory, const char* name, std::string_view contents) {
     const Descriptor file = makeFile(directory, fresh);
     writeBytes(file.get(), contents);
     syncToDisk(file.get());
-    renameEntry(directory, fresh, name);
-    syncToDisk(directory);
+    renameEntry(directory, fresh, directory, name);
+    syncDirectory(directory);
 }
 
 std::vector<std::string> visibleEntries(int directory) {
-    std::vector<std::string> names;
-    visitEntries(directory, [&](std::string name) {
-        if (name.front() != '.')
-            names.push_back(std::move(name));
-    });
+    std::vector<std::string> names = entriesOf(directory);
+    std::erase_if(names, [](const std::string& name) { return name.front() == '.'; });
     return names;
 }
 
-void removeDirectory(int parent, const char* name) {
-    const Descriptor directory = openPrivateDirectory(parent, name);
-    if (!directory)
+void removeTree(int parent, const char* name) {
+    if (unlinkat(parent, name, 0) == 0 || errno == ENOENT)
         return;
-    std::vector<std::string> names;
-    visitEntries(directory.get(), [&](std::string entry) {
-        if (entry != "." && entry != "..")
-            names.push_back(std::move(entry));
-    });
-    for (const std::string& entry : names)
-        removeEntry(directory.get(), entry.c_str(), 0);
+    if (errno != EISDIR)
+        refuseWithErrno();
+    const Descriptor directory = openAt(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!directory)
+        refuseWithErrno();
+    for (const std::string& entry : entriesOf(directory.get()))
+        removeTree(directory.get(), entry.c_str());
     removeEntry(parent, name, AT_REMOVEDIR);
 }
 

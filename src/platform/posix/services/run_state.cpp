@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -28,11 +29,13 @@ struct Record {
     std::uint32_t process;
     std::uint64_t startTime;
     std::uint64_t boot;
+    std::uint64_t processNamespace;
+    std::uint64_t started;
     SERVICE_STATUS status;
-    std::uint32_t unused;
+    std::uint32_t isBeingStarted;
     std::uint64_t hash;
 };
-static_assert(sizeof(Record) == 64);
+static_assert(sizeof(Record) == 80);
 
 using Records = std::array<Record, 2>;
 constexpr off_t argumentsOffset = sizeof(Records);
@@ -108,6 +111,12 @@ Descriptor openStateFile(int runtime, const std::string& key) {
     return directory ? openPrivateFile(directory.get(), stateFile, O_RDONLY) : Descriptor();
 }
 
+std::uint64_t now() noexcept {
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count());
+}
+
 }  // namespace
 
 SERVICE_STATUS stoppedStatus(DWORD type, DWORD exitCode) noexcept {
@@ -119,7 +128,7 @@ SERVICE_STATUS stoppedStatus(DWORD type, DWORD exitCode) noexcept {
 }
 
 RunState::RunState(int directory, const SERVICE_STATUS& first)
-    : process(identityOf(getpid())), status(first) {
+    : process(identityOf(getpid())), started(now()), status(first), isBeingStarted(true) {
     removeEntry(directory, unfinished, 0);
     Descriptor fresh =
         openAt(directory, unfinished, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
@@ -127,7 +136,7 @@ RunState::RunState(int directory, const SERVICE_STATUS& first)
         refuseWithErrno();
     file = tryLock(std::move(fresh), LOCK_EX);
     write();
-    renameEntry(directory, unfinished, stateFile);
+    renameEntry(directory, unfinished, directory, stateFile);
 }
 
 RunState::RunState(Descriptor handedOver) : file(std::move(handedOver)) {
@@ -135,13 +144,20 @@ RunState::RunState(Descriptor handedOver) : file(std::move(handedOver)) {
     if (!record)
         refuse(ERROR_INVALID_DATA);
     process = {static_cast<pid_t>(record->process), record->startTime};
+    started = record->started;
     status = record->status;
+    isBeingStarted = record->isBeingStarted != 0;
     sequence = record->sequence;
 }
 
 void RunState::setProcess(const ProcessIdentity& newProcess) {
     process = newProcess;
     write();
+}
+
+void RunState::takeOver() {
+    isBeingStarted = false;
+    setProcess(identityOf(getpid()));
 }
 
 void RunState::setStatus(const SERVICE_STATUS& newStatus) {
@@ -155,7 +171,10 @@ void RunState::write() {
     record.process = static_cast<std::uint32_t>(process.id);
     record.startTime = process.startTime;
     record.boot = bootNumber();
+    record.processNamespace = processNamespace();
+    record.started = started;
     record.status = status;
+    record.isBeingStarted = isBeingStarted ? 1 : 0;
     record.hash = hashOfRecord(record);
     writeAt(file.get(), &record, sizeof record, sequence % 2 == 0 ? 0 : sizeof record);
 }
@@ -196,14 +215,20 @@ Observation observe(int runtime, const std::string& key) {
     // The lock comes first: a service reports that it is stopped before it gives the lock back.
     const bool locked = isLocked(file.get());
     const auto record = newestRecord(file.get());
-    if (!record || record->boot != bootNumber())
+    if (!record || record->boot != bootNumber()) {
+        found.isActive = locked;
+        found.isUnderstood = !locked;
         return found;
+    }
 
     found.status = record->status;
+    found.started = record->started;
+    found.isBeingStarted = record->isBeingStarted != 0;
+    found.isProcessKnown = record->processNamespace == processNamespace();
     found.process = {static_cast<pid_t>(record->process), record->startTime};
     if (found.status.dwCurrentState == SERVICE_STOPPED)
         return found;
-    found.isActive = locked && isAlive(found.process);
+    found.isActive = locked && (!found.isProcessKnown || isAlive(found.process));
     if (!found.isActive)
         found.status = stoppedStatus(found.status.dwServiceType, ERROR_PROCESS_ABORTED);
     return found;

@@ -1,9 +1,13 @@
 // What is known of a service that runs: a file that the process of the service keeps locked, so
 // that its death shows at once and without anybody watching.
 //
-// Each start makes a new file. The starter locks it and hands the open file to the service's
-// process; the lock stays as long as that process has it. The file holds two copies of the record,
-// written in turn, so that a reader always finds a whole one and never waits for a writer.
+// Each start makes a new file. The starter locks it (flock) and hands the open file to the
+// service's process; the lock stays as long as that process has it. The file holds two copies of
+// the record, written in turn, so that a reader always finds a whole one and never waits for a
+// writer.
+//
+// The lock says more than the record: it is seen from other PID namespaces, where the number of the
+// process means nothing, and beside a record that is damaged or by another version.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 
@@ -38,7 +42,12 @@ public:
 
     const SERVICE_STATUS& currentStatus() const noexcept { return status; }
 
+    /// Tells which process is to run the service, while it is still being started.
     void setProcess(const ProcessIdentity& process);
+
+    /// Makes this process the one that runs the service.
+    void takeOver();
+
     void setStatus(const SERVICE_STATUS& status);
 
     /// The arguments of the start, which go with the file. They are gone once taken.
@@ -56,15 +65,21 @@ private:
 
     FileLock file;
     ProcessIdentity process;
+    std::uint64_t started = 0;
     SERVICE_STATUS status{};
+    bool isBeingStarted = false;
     std::uint32_t sequence = 0;
 };
 
 /// What a query finds.
 struct Observation {
     SERVICE_STATUS status{};
-    bool isActive = false;  // a process lives that has not reported that the service is stopped
+    bool isActive = false;     // a process lives that has not reported that the service is stopped
+    bool isUnderstood = true;  // false: it is active, and nothing else is known
+    bool isBeingStarted = false;  // no process has taken the service over from its starter yet
+    bool isProcessKnown = false;  // the process has this number in this PID namespace
     ProcessIdentity process;
+    std::uint64_t started = 0;  // ns since 1970; tells one start from the next
 };
 
 /// Looks at a service. One that nobody has started since the machine was is not active and has the

@@ -5,34 +5,53 @@
 #include <string>
 #include <vector>
 
+#include "platform/posix/services/dependencies.h"
 #include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {
 
-/// Names of the run-time directory: sockets that processes being started connect to, one for each
-/// process number, and the socket of a service that controls go to.
+/// Names of the run-time directory: sockets that processes being started connect to, and the socket
+/// of a service that controls go to.
 inline constexpr const char* startingDirectory = ".starting";
 inline constexpr const char* controlSocket = "control";
+
+/// The name of the socket that a process being started connects to. Its number counts in its own
+/// PID namespace only.
+std::string startingSocket(pid_t process);
 
 /// Starts services one by one.
 class Starter {
 public:
-    explicit Starter(const Store& opened) noexcept : store(opened) {}
+    explicit Starter(const Store& opened) noexcept : store(opened), groups(opened.database()) {}
 
     /// Starts a service behind those that it depends on, and returns when its process has called
     /// its entry point.
     void start(const KeptService& service, const std::vector<std::string>& arguments);
 
 private:
+    // A start that is under way.
+    struct Run {
+        std::string key;
+        Configuration configuration;
+        std::vector<std::string> arguments;
+        Descriptor directory;
+        RunState state;
+
+        /// Makes the file of its state, as that of a service that is being started.
+        void begin();
+    };
+
     void startDependencies(const Configuration& configuration);
     bool ensureGroupRuns(const std::string& group);
     bool ensureRuns(const std::string& key);
-    bool awaitRunning(const std::string& key) const;
-    void handOver(const Configuration& configuration, RunState& state) const;
-    bool handToSibling(const Configuration& configuration, RunState& state) const;
-    void handToNewProcess(const Configuration& configuration, RunState& state) const;
+    bool tryStart(const std::string& key);
+    bool isPartOfCircle() const;
+    void handOver(Run& run) const;
+    bool handToSibling(Run& run) const;
+    void handToNewProcess(Run& run) const;
 
     const Store& store;
+    Groups groups;
     std::vector<std::string> underway;  // keys, outermost first
 };
 

@@ -12,27 +12,27 @@ Store::Store(const Places& places)
 
 KeptService Store::keep(const std::string& key) const {
     {
-        const FileLock shared = database().lock(LOCK_SH);
-        Entry entry = database().find(key);
+        const ScopedFileLock shared = database().lock(LOCK_SH);
+        ServiceDirectory entry = database().find(key);
         if (!entry)
             refuse(ERROR_SERVICE_DOES_NOT_EXIST);
         if (!entry.isMarked())
             return keepLocked(key, std::move(entry));
     }
-    const FileLock exclusive = database().lock(LOCK_EX);
+    const ScopedFileLock exclusive = database().lock(LOCK_EX);
     if (removeIfFree(key))
         refuse(ERROR_SERVICE_DOES_NOT_EXIST);
     return keepLocked(key, database().find(key));
 }
 
-KeptService Store::keepLocked(const std::string& key, Entry entry) {
+KeptService Store::keepLocked(const std::string& key, ServiceDirectory entry) {
     // Nobody is in the way: this lock is taken exclusively only under the exclusive database lock.
     FileLock hold = tryLock(reopenDirectory(entry.get()), LOCK_SH);
     return {key, std::move(entry), std::move(hold)};
 }
 
 bool Store::removeIfFree(const std::string& key) const {
-    const Entry entry = database().find(key);
+    const ServiceDirectory entry = database().find(key);
     if (!entry)
         return true;
     if (!entry.isMarked() || observe(key).isActive)
@@ -41,16 +41,16 @@ bool Store::removeIfFree(const std::string& key) const {
     if (!alone)
         return false;
     database().remove(key, entry);
-    removeDirectory(runtime(), key.c_str());
+    removeTree(runtime(), key.c_str());
     return true;
 }
 
 void Store::releaseMarked(const std::string& key) const noexcept {
     try {
-        const Entry entry = database().find(key);
+        const ServiceDirectory entry = database().find(key);
         if (!entry || !entry.isMarked())
             return;
-        const FileLock exclusive = database().lock(LOCK_EX);
+        const ScopedFileLock exclusive = database().lock(LOCK_EX);
         removeIfFree(key);
     } catch (const Refusal&) {
         // The next one that looks for the service finds it free as well.

@@ -14,7 +14,7 @@ namespace Sorvex::platform::services {
 /// A service that can't go as long as this object lives.
 struct KeptService {
     std::string key;
-    Entry entry;
+    ServiceDirectory entry;
     FileLock hold;
 };
 
@@ -32,7 +32,7 @@ public:
     KeptService keep(const std::string& key) const;
 
     /// Keeps a service that was found under the exclusive lock.
-    static KeptService keepLocked(const std::string& key, Entry entry);
+    static KeptService keepLocked(const std::string& key, ServiceDirectory entry);
 
     /// Removes a service that is marked for deletion, is not active and is kept by nobody. Wants
     /// the exclusive lock.

@@ -1,6 +1,6 @@
 // Which controls a service takes in which state.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_CONTROLS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_CONTROLS_H
+#ifndef SORVEX_PLATFORM_POSIX_SERVICES_CONTROL_CODES_H
+#define SORVEX_PLATFORM_POSIX_SERVICES_CONTROL_CODES_H
 
 #include "platform/posix/services/services.h"
 

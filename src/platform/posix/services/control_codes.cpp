@@ -1,4 +1,4 @@
-#include "platform/posix/services/controls.h"
+#include "platform/posix/services/control_codes.h"
 
 #include "platform/posix/services/refusal.h"
 
