@@ -2,8 +2,9 @@
 //
 // "limit" is hand-written code for the one case, which no library can be expected to beat.
 //
-// One figure stays above 1. Stripping a short text costs about as much as copying it: here that is
-// one or two calls into the shared library and a look for the first NUL more, 7 of 31 ns.
+// Two figures stay above 1. Stripping a short text costs about as much as copying it: here that is
+// one or two calls into the shared library and a look for the first NUL more, 7 of 31 ns. A double
+// takes 1.1 of the best peer, since the standard library's own conversion is what the time goes to.
 #include <algorithm>
 #include <cctype>
 #include <charconv>

@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <cfloat>
 #include <charconv>
@@ -28,128 +26,64 @@ void writeWholeNumber(std::string& text, Integer value) noexcept {
     text.resize(static_cast<std::size_t>(last - first));
 }
 
-/// The text of a floating number, of at most 31 characters.
-class NumberText {
-public:
-    explicit NumberText(double value);
-
-    std::string_view view() const noexcept { return {characters, length}; }
-
-private:
-    bool formatWholeArithmetic(double value) noexcept;
-    void formatExponentForm(double value);
-
-    char characters[32];
-    std::size_t length = 0;
-};
-
 bool fullStopIsDecimalPoint() noexcept {
     const char* point = platform::decimalPoint();
     return point[0] == '.' && point[1] == '\0';
 }
 
-// The runtime's conversions follow the rounding mode of the thread; the fast ways below round to
-// the nearest. Adding the tiniest number shows a mode that rounds up, taking it away the others.
+// The runtime's conversions follow the rounding mode of the thread; the standard library's, which
+// are faster, round to the nearest. Adding the tiniest number shows a mode that rounds up, taking
+// it away the others.
 bool roundsToNearest() noexcept {
     static const volatile float smallest = FLT_MIN;
     const float tiny = smallest;
     return 1.0F + tiny == 1.0F - tiny;
 }
 
-/// numerator / 2^shift in millionths, rounded to the nearest, ties to even.
-///
-/// @param numerator less than 2^shift, and less than 2^53
-/// @return 0 to 1000000
-std::uint32_t millionths(std::uint64_t numerator, unsigned int shift) noexcept {
-    constexpr unsigned int lowBits = 32;
-    constexpr std::uint64_t lowMask = 0xFFFFFFFF;
-    constexpr std::uint64_t million = 1'000'000;
-    // The product is below 2^73, so with these it can't reach a half.
-    if (shift > 73)
-        return 0;
-    // The halves of the product below are cut behind their low part, for any shift above 32.
-    if (shift <= lowBits) {
-        numerator <<= lowBits + 1 - shift;
-        shift = lowBits + 1;
-    }
-    const std::uint64_t low = (numerator & lowMask) * million;
-    const std::uint64_t high = (numerator >> lowBits) * million + (low >> lowBits);
-    const unsigned int highShift = shift - lowBits;
-    const auto quotient = static_cast<std::uint32_t>(high >> highShift);
-    const std::uint64_t half = std::uint64_t{1} << (highShift - 1);
-    const std::uint64_t rest = high & (half * 2 - 1);
-    const bool exactHalf = rest == half && (low & lowMask) == 0;
-    const bool up = exactHalf ? quotient % 2 == 1 : rest >= half;
-    return quotient + (up ? 1 : 0);
-}
-
-NumberText::NumberText(double value) {
-    if (fullStopIsDecimalPoint() && roundsToNearest() && formatWholeArithmetic(value))
-        return;
-    const int count = std::snprintf(characters, sizeof characters, "%f", value);
-    if (count >= 0 && static_cast<std::size_t>(count) < sizeof characters)
-        length = static_cast<std::size_t>(count);
-    else
-        formatExponentForm(value);
-}
-
-/// Works out the six decimals in whole numbers. False for a magnitude of 2^64 or more, and for what
-/// is no number.
-bool NumberText::formatWholeArithmetic(double value) noexcept {
-    constexpr unsigned int significandBits = 52;
-    constexpr unsigned int exponentMask = 0x7FF;
-    constexpr int exponentOfLastBit = 1075;
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    const auto biasedExponent = static_cast<unsigned int>(bits >> significandBits) & exponentMask;
-    std::uint64_t significand = bits & ((std::uint64_t{1} << significandBits) - 1);
-    if (biasedExponent != 0)
-        significand |= std::uint64_t{1} << significandBits;
-    // The value is significand * 2^exponent; denormal numbers keep the least exponent.
-    const int exponent = std::max(static_cast<int>(biasedExponent), 1) - exponentOfLastBit;
-
-    std::uint64_t whole = 0;
-    std::uint32_t decimals = 0;
-    if (exponent > 11)
-        return false;
-    if (exponent >= 0) {
-        whole = significand << exponent;
-    } else {
-        const auto shift = static_cast<unsigned int>(-exponent);
-        if (shift <= significandBits) {
-            whole = significand >> shift;
-            significand &= (std::uint64_t{1} << shift) - 1;
-        }
-        decimals = millionths(significand, shift);
-        if (decimals == 1'000'000) {
-            ++whole;
-            decimals = 0;
-        }
+/// The text of a floating number, of at most 31 characters.
+class NumberText {
+public:
+    explicit NumberText(double value) {
+        if (fullStopIsDecimalPoint() && roundsToNearest() ? !formatByStandard(value)
+                                                          : !formatByRuntime(value))
+            formatExponentForm(value);
     }
 
-    char* next = characters;
-    if (bits >> 63 != 0)
-        *next++ = '-';
-    next = std::to_chars(next, std::end(characters), whole).ptr;
-    *next++ = '.';
-    for (int place = 5; place >= 0; --place) {
-        next[place] = static_cast<char>('0' + decimals % 10);
-        decimals /= 10;
-    }
-    length = static_cast<std::size_t>(next + 6 - characters);
-    return true;
-}
+    std::string_view view() const noexcept { return {characters, length}; }
 
-/// The shortest form that reads back as the same number, with the locale's decimal point.
-void NumberText::formatExponentForm(double value) {
-    char* const last =
-        std::to_chars(characters, std::end(characters), value, std::chars_format::scientific).ptr;
-    std::string text(characters, last);
-    const std::size_t point = text.find('.');
-    if (point != std::string::npos)
-        text.replace(point, 1, platform::decimalPoint());
-    length = std::min(text.size(), sizeof characters);
-    text.copy(characters, length);
-}
+private:
+    bool formatByStandard(double value) noexcept {
+        constexpr int decimals = 6;
+        const auto result = std::to_chars(characters, std::end(characters), value,
+                                          std::chars_format::fixed, decimals);
+        length = static_cast<std::size_t>(result.ptr - characters);
+        return result.ec == std::errc();
+    }
+
+    bool formatByRuntime(double value) noexcept {
+        char text[sizeof characters + 1];
+        const int count = std::snprintf(text, sizeof text, "%f", value);
+        if (count < 0 || static_cast<std::size_t>(count) > sizeof characters)
+            return false;
+        length = std::string_view(text).copy(characters, sizeof characters);
+        return true;
+    }
+
+    /// The shortest form that reads back as the same number, with the locale's decimal point.
+    void formatExponentForm(double value) {
+        char* const last =
+            std::to_chars(characters, std::end(characters), value, std::chars_format::scientific)
+                .ptr;
+        std::string text(characters, last);
+        const std::size_t point = text.find('.');
+        if (point != std::string::npos)
+            text.replace(point, 1, platform::decimalPoint());
+        length = text.copy(characters, sizeof characters);
+    }
+
+    char characters[31];
+    std::size_t length = 0;
+};
 
 constexpr bool isDigit(char c) noexcept {
     return c >= '0' && c <= '9';

@@ -86,7 +86,7 @@ TEST(BStringNumbers, AgreeWithTheRuntimeOnAwkwardOnes) {
         "infin "
         "nan -nan(12) 1,5 0 -0 000.1 9007199254740993 1e23 \xA0-1 123456789012345678901234567890 "
         "0.1000000000000000055511151231257827021181583404541015625 "
-        // Halves of a millionth and their neighbours, and the limits of the whole arithmetic.
+        // Halves of a millionth and their neighbours, and the ends of whole numbers.
         "0.5e-6 1.5e-6 2.5e-6 0.4999999e-6 -1e-9 1e-300 0.9999995 0.99999949999 0.0078125 "
         "0.015625 0.007812559604644775390625 123456.7890625 999999.9999995 4503599627370495.5 "
         "4503599627370496.5 9223372036854775808 18446744073709549568 18446744073709551616 1e22 "
