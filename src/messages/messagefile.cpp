@@ -7,6 +7,7 @@
 #include "messages/catalogue_format.h"
 #include "messages/reference_expander.h"
 #include "platform/platform.h"
+#include "strings/text_view.h"
 
 namespace Sorvex {
 
@@ -16,10 +17,6 @@ struct FileRelease {
     void operator()(platform::FILE* file) const { platform::fclose(file); }
 };
 
-std::string_view upToNul(std::string_view text) {
-    return text.substr(0, text.find('\0'));
-}
-
 /// Sets the entry that a line of the file holds, if it holds one.
 void addLine(std::map<std::string, std::string>& texts, std::string_view line) {
     line = catalogue::stripped(line);
@@ -28,8 +25,8 @@ void addLine(std::map<std::string, std::string>& texts, std::string_view line) {
     const std::size_t separator = line.find('=');
     if (separator == std::string_view::npos || separator == 0)
         return;
-    const std::string_view key = catalogue::stripped(upToNul(line.substr(0, separator)));
-    const std::string_view text = catalogue::stripped(upToNul(line.substr(separator + 1)));
+    const std::string_view key = catalogue::stripped(textView(line.substr(0, separator)));
+    const std::string_view text = catalogue::stripped(textView(line.substr(separator + 1)));
     // Catalogues are often sorted, and then the end is the right place.
     texts.insert_or_assign(texts.end(), std::string(key), std::string(text));
 }

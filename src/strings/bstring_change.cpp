@@ -56,8 +56,17 @@ public:
     }
 
 private:
-    // Sums are taken in 64 bits, which they can't leave on any host; the string refuses what is
-    // beyond its maximum.
+    /// Makes room for the batch that was found and what stands behind it.
+    ///
+    /// The last batch asks for exactly what is needed. Any earlier one asks for more, so that
+    /// hardly any later one has to move the text: the rest is taken to grow at the rate of this
+    /// batch, and a sixteenth of that is added, since later occurrences may lie a little closer. A
+    /// batch of neighbours would promise growth without end, so that no more than double the need
+    /// is asked for; and no less than half as much again as there is, which keeps the moves linear
+    /// where every batch is denser than the one before.
+    ///
+    /// Sums are taken in 64 bits, which they can't leave on any host; the string refuses what is
+    /// beyond its maximum.
     void makeRoom(bool isLast) {
         const std::uint64_t end = found[count - 1] + fromLength;
         const std::uint64_t rest = text.size() - end;
