@@ -26,7 +26,6 @@
 #include "platform/posix/strings/unicode.h"
 #include "platform/posix/threads/sync.h"
 #include "platform/posix/threads/threads.h"
-#include "platform/posix/time/counter.h"
 #include "platform/posix/time/file_times.h"
 #include "platform/posix/time/time.h"
 #endif

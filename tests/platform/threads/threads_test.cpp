@@ -23,7 +23,6 @@
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/events/wait.h"
-#include "platform/posix/time/counter.h"
 #include "support/child_process.h"
 #include "support/process_facts.h"
 #include "support/stress.h"
@@ -425,15 +424,6 @@ TEST(ThreadTimes, AnswerTheThreadItselfAndOthersAlsoAfterItsEnd) {
     EXPECT_TRUE(TerminateThread(inTheKernel.handle, 0));
     EXPECT_GE(timesOf(inTheKernel)[kernel], some);
     EXPECT_NE(timesOf(inTheKernel)[exitTime], 0U);
-}
-
-TEST(QueryPerformanceCounter, RunsUp) {
-    LARGE_INTEGER first{};
-    LARGE_INTEGER second{};
-    QueryPerformanceCounter(&first);
-    std::this_thread::yield();
-    QueryPerformanceCounter(&second);
-    EXPECT_GT(second.QuadPart, first.QuadPart);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "platform/posix/time/time.h"
 
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 
 #include <sched.h>
@@ -13,50 +12,14 @@ namespace Sorvex::platform {
 
 namespace {
 
-/// Tells whether the environment's TZ is still what it was. Looks at the places where a change
-/// shows rather than through all variables.
-class ZoneVariable {
-public:
-    bool isUnchanged() const noexcept {
-        if (environ != list)
-            return false;
-        if (list == nullptr)
-            return true;
-        // A variable taken out moves those behind it up; a new one stands at the end.
-        return list[place] == entry && (place == 0 || list[place - 1] == before) &&
-               (entry == nullptr || std::strcmp(entry, text) == 0);
-    }
-
-    void remember() noexcept {
-        list = environ;
-        place = 0;
-        entry = nullptr;
-        if (list == nullptr)
-            return;
-        while (list[place] != nullptr && std::strncmp(list[place], "TZ=", 3) != 0)
-            ++place;
-        before = place > 0 ? list[place - 1] : nullptr;
-        entry = list[place];
-        // A longer text is cut, and so never found to be the same.
-        std::strncpy(text, entry == nullptr ? "" : entry, sizeof text - 1);
-    }
-
-private:
-    char** list = nullptr;
-    std::size_t place = 0;
-    const char* before = nullptr;
-    const char* entry = nullptr;
-    char text[64] = {};
-};
-
-/// What the host told of the zone in one second. The rules are looked at again when the second or
-/// the environment's zone is another one, since looking costs many times what the clock does.
+/// What the host told of the zone in one second. The rules are looked at again in another second,
+/// since looking costs many times what the clock does.
 class Zone {
 public:
     /// Fills in the zone of a second. Not inlined, since a thread's own record would be looked for
     /// again at each use.
     [[gnu::noinline]] void tell(std::int64_t second, _timeb* clock) noexcept {
-        if (second != lookedAt || !variable.isUnchanged())
+        if (second != lookedAt)
             look(second);
         clock->timezone = static_cast<std::int16_t>(minutesWest);
         clock->dstflag = daylight ? 1 : 0;
@@ -64,7 +27,6 @@ public:
 
 private:
     [[gnu::noinline]] void look(std::int64_t second) noexcept {
-        variable.remember();
         lookedAt = second;
         // localtime_r alone keeps the zone that the process started with.
         tzset();
@@ -77,7 +39,6 @@ private:
         minutesWest = ((daylight ? daylightSaving : 0) - local.tm_gmtoff) / secondsPerMinute;
     }
 
-    ZoneVariable variable;
     std::int64_t lookedAt = -1;
     long minutesWest = 0;
     bool daylight = false;
@@ -107,6 +68,13 @@ void Sleep(DWORD milliseconds) {
     remaining.tv_sec = static_cast<time_t>(milliseconds / 1000);
     remaining.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {}
+}
+
+BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    counter->QuadPart = std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+    return TRUE;
 }
 
 DWORD timeGetTime() noexcept {

@@ -19,13 +19,20 @@ struct _timeb {
 
 /// Reads the clock, with the zone in force at that moment. Safe to call from any thread.
 ///
-/// A change of the environment variable TZ counts from the next call, one of the host's own zone
-/// from the next second. Daylight saving is taken to be an hour: where it is not, the zone is moved
-/// by the difference, so that zone, flag and hour together give the local time.
+/// A change of the zone, the host's own or the environment variable TZ, counts from the next second
+/// on at the latest. Daylight saving is taken to be an hour: where it is not, the zone is moved by
+/// the difference, so that zone, flag and hour together give the local time.
 void _ftime(_timeb* clock) noexcept;
 
 /// Suspends the calling thread; 0 ms gives up the rest of its turn, INFINITE never returns.
 void Sleep(DWORD milliseconds);
+
+struct LARGE_INTEGER {
+    std::int64_t QuadPart;
+};
+
+/// Reads the monotonic clock, which nobody can set, in nanoseconds.
+BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept;
 
 /// Milliseconds since the system started, times of suspension included, at a width of 32 bits.
 DWORD timeGetTime() noexcept;
