@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the library into a fresh prefix and builds an outside program against it: through
-# find_package, and through pkg-config together with the example of the README.
+# find_package, and through pkg-config.
 #   consumers.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
 source=$1
@@ -26,9 +26,3 @@ export PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1
 read -ra flags <<<"${CXXFLAGS:-} $(pkg-config --cflags --libs sorvex)"
 "$CXX" -std=c++17 "$source/tests/package/consumer/consumer.cpp" "${flags[@]}" -o "$work/consumer"
 "$work/consumer"
-
-echo "README example"
-sed -n '/^```cpp$/,/^```$/{/^```/d;p}' "$source/README.md" >"$work/readme.cpp"
-[ -s "$work/readme.cpp" ] || { echo "the README has no example"; exit 1; }
-"$CXX" -std=c++17 -Wall -Wextra -Werror "$work/readme.cpp" "${flags[@]}" -o "$work/readme"
-"$work/readme"
