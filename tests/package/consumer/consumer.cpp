@@ -1,6 +1,8 @@
-// An outside program: derives from exported classes, casts between them, and catches across the
-// border.
+// An outside program: uses each family a little, derives from exported classes, casts between them,
+// and catches across the border.
+//   consumer [LIBRARY]   a library with a version resource, which has to tell its version
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <stdexcept>
 
@@ -8,7 +10,9 @@
 
 namespace {
 
-class CountingStream : public Sorvex::BStream {
+using namespace Sorvex;
+
+class CountingStream : public BStream {
 public:
     unsigned long read(void*, unsigned long) override { return 0; }
     unsigned long write(const void*, unsigned long size) override {
@@ -19,17 +23,97 @@ public:
     unsigned long bytes = 0;
 };
 
-class FullStream : public Sorvex::BStream {
+class FullStream : public BStream {
 public:
     unsigned long read(void*, unsigned long) override { return 0; }
     unsigned long write(const void*, unsigned long) override { throw std::length_error("full"); }
 };
 
-/// Whether an exception of this program's own passes through the library's frames.
-bool passesThroughTheLibrary() {
-    FullStream stream;
+class Poster : public BThreadFn {
+public:
+    explicit Poster(EventSemaphore& posted) : event(posted) {}
+    void run() override { event.post(); }
+
+private:
+    EventSemaphore& event;
+};
+
+bool text() {
+    return BString(7).rightJustify(3, '0') == "007" && asString("%d %s", 5, "times") == "5 times";
+}
+
+bool time() {
+    const TimeStamp day(2024, 2, 29, 12, 0, 0, 0);
+    return (day + 86400000UL).asString("%Y-%m-%d") == "2024-03-01";
+}
+
+bool streams() {
+    CountingStream stream;
+    stream << 1 << "two" << std::string("three");
+    return stream.bytes == 16;
+}
+
+bool filesAndDirectories() {
+    BDirectory("consumer.tmp/inner").create(true);
+    BFile file("consumer.tmp/inner/file.txt");
+    file.create("wb");
+    file << 42;
+    file.close();
+    BFileCursor found("consumer.tmp/inner", "*.txt");
+    const bool whole =
+        found && found.size() == 4 && dynamic_cast<BPath&>(static_cast<BStream&>(file)).exists();
+    BDirectory::remove("consumer.tmp", true);
+    return whole && !BDirectory::exists("consumer.tmp");
+}
+
+bool threads() {
+    BMutex mutex;
+    const BMutexLock lock(mutex);
+    EventSemaphore event;
+    BThread thread(new Poster(event), 0);
+    event.wait(60000);
+    thread.wait(60000);
+    return true;
+}
+
+bool diagnostics() {
+    { const Profiler profiler("consumer.profile", 1); }
+    const bool written = BPath::exists("consumer.profile");
+    BFile::remove("consumer.profile");
+    return written;
+}
+
+bool services() {
     try {
-        stream << 1;
+        BServiceControlManager manager(nullptr, nullptr, 1);
+        const BServiceControl control(manager, "no such service of the consumer", 1);
+    } catch (const std::runtime_error&) {
+        return true;
+    }
+    return false;
+}
+
+bool hostinfo() {
+    return DllFinder().first() && !WindowsUserProperties("nobody").isMemberOfGroup("no such group");
+}
+
+bool messages() {
+    MessageFile catalogue("no such catalogue");
+    catalogue.addText("FULL", "%s is full");
+    return catalogue.text("FULL", "the disk") == "the disk is full";
+}
+
+// The library's own exception comes here, and one of this program's passes through its frames.
+bool exceptions() {
+    try {
+        BFile("no such file").open("rb");
+        return false;
+    } catch (const std::runtime_error& failure) {
+        if (std::strstr(failure.what(), "no such file") == nullptr)
+            return false;
+    }
+    try {
+        FullStream() << 1;
     } catch (const std::length_error&) {
         return true;
     }
@@ -39,21 +123,20 @@ bool passesThroughTheLibrary() {
 }  // namespace
 
 int main() {
-    CountingStream stream;
-    stream << 1 << "two" << std::string("three");
-    if (stream.bytes != 16)
-        return 1;
-    Sorvex::BFile file("no such file");
-    Sorvex::BStream& asStream = file;
-    if (dynamic_cast<Sorvex::BPath*>(&asStream) == nullptr)
-        return 2;
-    if (!passesThroughTheLibrary())
-        return 4;
-    try {
-        file.open("rb");
-    } catch (const std::runtime_error& failure) {
-        std::printf("caught: %s\n", failure.what());
-        return 0;
+    const struct {
+        const char* name;
+        bool (*passes)();
+    } checks[] = {
+        {"text", text},         {"time", time},
+        {"streams", streams},   {"files and directories", filesAndDirectories},
+        {"threads", threads},   {"diagnostics", diagnostics},
+        {"services", services}, {"hostinfo", hostinfo},
+        {"messages", messages}, {"exceptions", exceptions},
+    };
+    for (const auto& check : checks) {
+        if (!check.passes()) {
+            std::printf("failed: %s\n", check.name);
+            return 1;
+        }
     }
-    return 3;
 }
