@@ -17,7 +17,7 @@ namespace Sorvex {
 class SORVEX_API BDirectory : public BPath {
 public:
     /// Stores the name and touches nothing on disk.
-    BDirectory(const char* name);
+    explicit BDirectory(const char* name);
     ~BDirectory() override;
 
     BDirectory(const BDirectory&) = default;             ///< A copy has the name.

@@ -33,8 +33,8 @@ public:
     };
 
     /// A closed file; the disk is not touched.
-    BFile(const char* name);
-    BFile(const std::string& name);  ///< A closed file, named by a standard string.
+    explicit BFile(const char* name);
+    explicit BFile(const std::string& name);  ///< A closed file, named by a standard string.
 
     /// Closes the file, as close().
     ~BFile() override;

@@ -87,6 +87,17 @@ public:
     operator const std::string&() const noexcept { return pathName; }  ///< The held name.
     const std::string& name() const noexcept { return pathName; }      ///< The held name.
 
+    // Conditions and comparisons would ask the pointer to the characters. What is meant is
+    // exists(), BFile::isOpen() or a comparison of name().
+    explicit operator bool() const = delete;
+    friend bool operator==(const BPath&, const BPath&) = delete;
+    friend bool operator==(const BPath&, const char*) = delete;
+    friend bool operator==(const char*, const BPath&) = delete;
+    friend bool operator!=(const BPath&, const BPath&) = delete;
+    friend bool operator!=(const BPath&, const char*) = delete;
+    friend bool operator!=(const char*, const BPath&) = delete;
+    friend bool operator<(const BPath&, const BPath&) = delete;
+
     /// Whether anything has this name: a file, a directory or something else. A link counts for
     /// what is behind it. Nothing is learned for later questions.
     static bool exists(const char* name) noexcept;

@@ -60,6 +60,10 @@ public:
     BStream& operator<<(double value);         ///< Writes 8 bytes.
     BStream& operator<<(long double value);    ///< Writes 8 bytes, rounded to a double.
 
+    // The form has no 64-bit integers. Write two 32-bit halves or a text.
+    BStream& operator<<(long long) = delete;
+    BStream& operator<<(unsigned long long) = delete;
+
     /// Calls write() once with the characters of the text. The text can't be read back by >>, since
     /// its length does not go along.
     ///
@@ -87,6 +91,9 @@ public:
     BStream& operator>>(float& value);           ///< Reads 4 bytes.
     BStream& operator>>(double& value);          ///< Reads 8 bytes.
     BStream& operator>>(long double& value);     ///< Reads 8 bytes.
+
+    BStream& operator>>(long long&) = delete;
+    BStream& operator>>(unsigned long long&) = delete;
 
     /// Reads a length and then, with one call of read(), that many characters.
     ///

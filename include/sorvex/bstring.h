@@ -6,6 +6,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <sorvex/export.h>
@@ -84,6 +85,11 @@ public:
     /// @throws std::runtime_error "BString::asString() : buffer overflow" when the text is longer,
     ///     or when the runtime can't format it.
     [[gnu::format(printf, 1, 2)]] static BString asString(const char* format, ...);
+
+    // No conversion takes an object: of a standard string pass c_str().
+    template <typename... Values>
+    static std::enable_if_t<(std::is_class_v<Values> || ...), BString> asString(
+        const char*, const Values&...) = delete;
 
     /// The number at the start of the text view, in decimal.
     ///
@@ -291,6 +297,11 @@ public:
 /// @throws std::runtime_error "asString() : buffer overflow" when the text is longer, or when the
 ///     runtime can't format it.
 [[gnu::format(printf, 1, 2)]] SORVEX_API std::string asString(const char* format, ...);
+
+// No conversion takes an object: of a standard string pass c_str().
+template <typename... Values>
+std::enable_if_t<(std::is_class_v<Values> || ...), std::string> asString(const char*,
+                                                                         const Values&...) = delete;
 
 /// Writes an exception as two lines, the first reading "Exception !" and the second what() of it,
 /// and flushes the stream after each.

@@ -161,7 +161,7 @@ public:
     ///
     /// @throws std::runtime_error also "BPath::fullName(): can not get full name ", the path, a
     ///     blank and the error text
-    BFileCursor(const char* path);
+    explicit BFileCursor(const char* path);
     ~BFileCursor() override;
 
     bool first() override;

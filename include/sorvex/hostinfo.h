@@ -24,7 +24,7 @@ namespace Sorvex {
 class SORVEX_API VersionInfo : public BFile {
 public:
     /// Reads nothing yet: everything below is 0 or empty before getInfo().
-    VersionInfo(const char* fileName);
+    explicit VersionInfo(const char* fileName);
     ~VersionInfo() override;
 
     /// Reads the resource afresh. A file that has none, or is missing, is no failure.
@@ -138,7 +138,7 @@ private:
 class SORVEX_API UserProperties {
 public:
     /// Keeps a copy of the name, which must not be null.
-    UserProperties(const char* userName);
+    explicit UserProperties(const char* userName);
     ~UserProperties() = default;
 
     /// Whether the password is this user's.
@@ -160,7 +160,7 @@ protected:
 class SORVEX_API WindowsUserProperties : public UserProperties {
 public:
     /// Holds the name; the host is not asked.
-    WindowsUserProperties(const char* userName);
+    explicit WindowsUserProperties(const char* userName);
     ~WindowsUserProperties() = default;
 
     /// Whether the host accepts the password; false for an unknown user too.

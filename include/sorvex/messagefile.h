@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <type_traits>
 
 #include <sorvex/export.h>
 
@@ -61,6 +62,11 @@ public:
     /// lies more than 16 levels deep, and where 4096 references have been replaced or some 500000
     /// been looked at in this look-up.
     std::string text(const char* key, ...);
+
+    // No conversion takes an object: of a standard string pass c_str().
+    template <typename... Values>
+    std::enable_if_t<(std::is_class_v<Values> || ...), std::string> text(const char*,
+                                                                         const Values&...) = delete;
 
 protected:
     /// Reads the file, over the entries that are there.
