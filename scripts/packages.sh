@@ -18,14 +18,28 @@ missing_packages() {
     done
 }
 
-# Installs what is missing. An ordinary user gets the one command to run instead.
+# Whether the tools of every build are there, however they came.
+has_tools() {
+    local tool
+    for tool in c++ cmake ninja; do
+        command -v "$tool" >/dev/null || return 1
+    done
+}
+
+# Installs what is missing. An ordinary user gets the one command to run instead, and on a system
+# without apt whoever lacks a tool is told what is needed.
 install_packages() {
     local missing
+    if ! command -v apt-get >/dev/null; then
+        has_tools && return 0
+        echo "Needed: CMake 3.25, Ninja, a C++20 compiler; for the tests also GoogleTest and pkg-config."
+        return 1
+    fi
     mapfile -t missing < <(missing_packages "$@")
     [ "${#missing[@]}" -eq 0 ] && return 0
     if [ "$(id -u)" -ne 0 ]; then
-        echo "Some packages are missing. Run this once, then try again:"
-        echo "    sudo apt-get update && sudo apt-get install -y --no-install-recommends ${missing[*]}"
+        echo "Some packages are missing. As root, run this once, then try again:"
+        echo "    apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
         return 1
     fi
     echo "Installing: ${missing[*]}"
