@@ -30,8 +30,8 @@ public:
     /// Makes the directory. Whatever exists under the name already is left as it is, and is no
     /// failure.
     ///
-    /// @param recursive makes missing parents, too, topmost first; such a name must not end in a
-    ///     separator
+    /// @param recursive makes missing parents, too, topmost first. A name that is its own parent, as
+    ///     an absolute one that ends in a backslash is, is refused where its parents are missing.
     /// @throws std::runtime_error "BDirectory::create(): error creating directory ", the directory
     ///     that can't be made, a blank and the error text; "BDirectory::create(): error creating
     ///     directory; directories must not end with slash" and the name; or the failure of

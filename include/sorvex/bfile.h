@@ -60,12 +60,14 @@ public:
     /// learned of the old name is kept until getInformation().
     BFile& open(const char* name, const char* mode);
 
-    /// Fewer bytes than asked for mean the end of the file.
+    /// Fewer bytes than asked for mean the end of the file, or a count of more than 32 bits.
     ///
     /// @throws std::runtime_error "BFile::read(): error on fread NAME ERROR"; some bytes may have
     ///     arrived then, and the file stays open
     unsigned long read(void* buffer, unsigned long size) override;
 
+    /// A count of more than 32 bits fails as a file that grows too large, and writes nothing.
+    ///
     /// @throws std::runtime_error "BFile::write(): error on fwrite NAME ERROR"; some bytes may have
     ///     been written then, and the file stays open
     unsigned long write(const void* buffer, unsigned long size) override;
@@ -76,8 +78,8 @@ public:
     ///     not take stays buffered
     BFile& flush();
 
-    /// Goes to a position in bytes from the start of the file. A position of 2 to the power 31 or
-    /// more is refused.
+    /// Goes to a position in bytes from the start of the file, and drops what was read ahead. A
+    /// position of 2 to the power 31 or more is refused.
     ///
     /// @throws std::runtime_error "BFile::setPosition(): error on fseek() NAME ERROR"
     BFile& setPosition(unsigned long position);
@@ -119,9 +121,14 @@ public:
     static void remove(const char* name);
     BFile& remove();  ///< Removes the file of the held name.
 
-    /// Copies contents, permissions and time of modification. The target has its name only once it
-    /// is whole; what it replaces stays as it is until then, and after a failure. Without overwrite
-    /// an existing target is a failure. A file is never copied onto itself.
+    /// Copies contents, permissions and time of modification; of a link to a file, what it leads
+    /// to. The target has its name only once it is whole; what it replaces stays as it is until
+    /// then, and after a failure. Without overwrite an existing target is a failure. A file is never
+    /// copied onto itself.
+    ///
+    /// A replaced file keeps its owner and group where the host allows it, and gets the source's
+    /// permissions. Other hard links of it keep the old contents. A link in the target's place is
+    /// replaced, not written through.
     ///
     /// The member copies what is on disk, which is not what its own buffer still holds.
     ///
@@ -129,9 +136,10 @@ public:
     static void copy(const char* source, const char* target, bool overwrite);
     BFile& copy(const char* target, bool overwrite);  ///< Copies the file of the held name.
 
-    /// A name that nothing has: the given one, or else the first of NAME.001.EXTENSION,
-    /// NAME.002.EXTENSION and so on that is free. The number goes before the last dot of the whole
-    /// text, directories included, and to its end when there is none. Nothing is made on disk.
+    /// A name that nothing has, not even a link that leads nowhere: the given one, or else the first
+    /// of NAME.001.EXTENSION, NAME.002.EXTENSION and so on that is free. The number goes before the
+    /// last dot of the whole text, directories included, and to its end when there is none. Nothing
+    /// is made on disk.
     static std::string safeFileName(const std::string& name);
 
 private:

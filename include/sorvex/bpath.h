@@ -106,9 +106,10 @@ public:
     /// Gives a file or directory another name. The member then holds the new name as it was passed;
     /// after a failure it keeps the old one.
     ///
-    /// With replace a file of the new name is removed first, and stays removed when the renaming
-    /// fails. A directory is never replaced. A name given to an entry that already has it, under
-    /// whatever spelling, removes nothing.
+    /// With replace, what has the new name is removed first, a link itself, and stays removed when
+    /// the renaming fails. A directory is never removed. Where the old name is that of the same
+    /// entry, under whatever spelling, or of a link that leads to it, nothing is removed and nothing
+    /// changes.
     ///
     /// @throws std::runtime_error "BPath::move(): error file exists NEW ERROR" without replace,
     ///     "BPath::move(): error removing file NEW ERROR", or
@@ -117,7 +118,8 @@ public:
     BPath& move(const char* newName, bool replace);  ///< Gives what has the held name another.
 
     /// Sets the permissions. Passing what attributes() gave changes nothing; the bits that tell the
-    /// kind of file are passed over.
+    /// kind of file are passed over, and those that lend a program its owner's rights are never
+    /// added.
     ///
     /// @throws std::runtime_error "BPath::setAttributes(): error changing permisions NAME ERROR"
     static void setAttributes(const char* name, Attr attributes);

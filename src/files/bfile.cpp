@@ -32,6 +32,20 @@ constexpr bool isDropped(char character) noexcept {
     return character == '\r' || character == '\f';
 }
 
+// Lets a write of more than 32 bits can count fail as the host does on a file that grows too large.
+bool isTooLarge(std::size_t counted, unsigned long size) noexcept {
+    if (counted == size)
+        return false;
+    errno = EFBIG;
+    return true;
+}
+
+// What is beyond the platform's positions becomes one that it refuses, and no smaller one.
+constexpr long asOffset(unsigned long position) noexcept {
+    constexpr unsigned long largest = 0x7FFFFFFF;
+    return position > largest ? -1 : static_cast<long>(position);
+}
+
 // The argument that the platform takes for a mode; -1 for none.
 constexpr int accessArgument(BFile::AccessMode mode) noexcept {
     switch (mode) {
@@ -84,7 +98,7 @@ BFile& BFile::open(const char* name, const char* mode) {
 }
 
 unsigned long BFile::read(void* buffer, unsigned long size) {
-    const std::size_t wanted = asUnsigned32(size);
+    const std::size_t wanted = atMost32Bits(size);
     if (isClosed(file))
         failure::raiseWithErrno("BFile::read(): error on fread ", pathName);
     const std::size_t count = platform::fread(buffer, 1, wanted, opened(file));
@@ -94,8 +108,8 @@ unsigned long BFile::read(void* buffer, unsigned long size) {
 }
 
 unsigned long BFile::write(const void* buffer, unsigned long size) {
-    const std::size_t wanted = asUnsigned32(size);
-    if (isClosed(file))
+    const std::size_t wanted = atMost32Bits(size);
+    if (isClosed(file) || isTooLarge(wanted, size))
         failure::raiseWithErrno("BFile::write(): error on fwrite ", pathName);
     const std::size_t count = platform::fwrite(buffer, 1, wanted, opened(file));
     if (count < wanted && platform::ferror(opened(file)) != 0)
@@ -110,7 +124,7 @@ BFile& BFile::flush() {
 }
 
 BFile& BFile::setPosition(unsigned long position) {
-    if (isClosed(file) || platform::fseek(opened(file), asSigned32(position), SEEK_SET) != 0)
+    if (isClosed(file) || platform::fseek(opened(file), asOffset(position), SEEK_SET) != 0)
         failure::raiseWithErrno("BFile::setPosition(): error on fseek() ", pathName);
     return *this;
 }
@@ -183,7 +197,7 @@ std::string BFile::safeFileName(const std::string& name) {
     const std::string::size_type dot = std::min(name.rfind('.'), name.size());
     const std::string base = name.substr(0, dot);
     const std::string extension = name.substr(dot);
-    for (unsigned counter = 1; exists(candidate.c_str()); ++counter)
+    for (unsigned counter = 1; platform::isTaken(candidate.c_str()); ++counter)
         candidate = BString::asString("%s.%.3u%s", base.c_str(), counter, extension.c_str());
     return candidate;
 }

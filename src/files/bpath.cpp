@@ -62,11 +62,11 @@ bool BPath::exists() const noexcept {
 }
 
 void BPath::move(const char* oldName, const char* newName, bool replace) {
-    if (exists(newName)) {
+    if (platform::isTaken(newName)) {
         if (!replace)
             failure::raiseWithErrno("BPath::move(): error file exists ", newName);
-        // What is moved onto itself must not be removed to make room for it.
-        if (!platform::namesSameEntry(oldName, newName) && platform::remove(newName) != 0)
+        // What is moved onto itself, or leads there, must not be removed to make room for it.
+        if (!platform::leadsTo(oldName, newName) && platform::remove(newName) != 0)
             failure::raiseWithErrno("BPath::move(): error removing file ", newName);
     }
     if (platform::rename(oldName, newName) != 0)

@@ -18,6 +18,11 @@ constexpr std::int32_t asSigned32(Integer value) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
+/// A count of bytes, or as many as 32 bits can count.
+constexpr std::uint32_t atMost32Bits(unsigned long count) noexcept {
+    return asUnsigned32(count) == count ? asUnsigned32(count) : UINT32_MAX;
+}
+
 }  // namespace Sorvex
 
 #endif

@@ -17,13 +17,13 @@ namespace {
 constexpr std::uint32_t blockSize = 8192;
 constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
 
-constexpr bool isNumberSize(std::uint32_t size) noexcept {
+constexpr bool isNumberSize(unsigned long size) noexcept {
     return size == 4 || size == 8;
 }
 
 /// Copies a number's bytes without a call, and returns their count. The two ends may be the same
 /// bytes.
-std::uint32_t copyNumber(void* target, const void* source, std::uint32_t size) {
+unsigned long copyNumber(void* target, const void* source, unsigned long size) {
     if (size == 4) {
         std::uint32_t bytes;
         std::memcpy(&bytes, source, sizeof bytes);
@@ -60,21 +60,21 @@ BStreamBuffer::~BStreamBuffer() {
 // Nearly all calls move a number of 4 or 8 bytes that is there or fits. They are dealt with before
 // anything has to be kept across a call, so the rest stays out of line.
 unsigned long BStreamBuffer::read(void* buffer, unsigned long size) {
-    const std::uint32_t count = asUnsigned32(size);
-    if (isNumberSize(count)) {
-        if (const unsigned char* const bytes = StreamMemory::take(*this, count))
-            return copyNumber(buffer, bytes, count);
+    if (isNumberSize(size)) {
+        if (const unsigned char* const bytes = StreamMemory::take(*this, asUnsigned32(size)))
+            return copyNumber(buffer, bytes, size);
     }
-    return readBytes(buffer, count);
+    return readBytes(buffer, atMost32Bits(size));
 }
 
 unsigned long BStreamBuffer::write(const void* buffer, unsigned long size) {
-    const std::uint32_t count = asUnsigned32(size);
-    if (isNumberSize(count)) {
-        if (unsigned char* const room = StreamMemory::claim(*this, count))
-            return copyNumber(room, buffer, count);
+    if (isNumberSize(size)) {
+        if (unsigned char* const room = StreamMemory::claim(*this, asUnsigned32(size)))
+            return copyNumber(room, buffer, size);
     }
-    return writeBytes(buffer, count);
+    if (asUnsigned32(size) != size)
+        throw std::bad_alloc();
+    return writeBytes(buffer, asUnsigned32(size));
 }
 
 bool BStreamBuffer::isEmpty() const noexcept {

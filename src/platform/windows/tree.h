@@ -57,7 +57,7 @@ inline HANDLE makeCopyTarget(HANDLE /*search*/, HANDLE /*target*/, const char* f
 
 /// Whether a search stands on the very directory that a tree is copied to.
 inline BOOL isCopyTarget(HANDLE /*search*/, const char* fullName, HANDLE target) {
-    return namesSameEntry(fullName, static_cast<const std::string*>(target)->c_str());
+    return leadsTo(fullName, static_cast<const std::string*>(target)->c_str());
 }
 
 inline void closeCopyTarget(HANDLE target) {

@@ -124,8 +124,13 @@ using ::WIN32_FIND_DATAA;
 
 using StatRecord = struct ::_stat;
 
+/// Tells whether anything has a name, be it a link that leads nowhere.
+inline bool isTaken(const char* name) {
+    return _access(name, 0) == 0;
+}
+
 /// Tells whether two names are those of one entry, however they are spelled.
-inline bool namesSameEntry(const char* first, const char* second) {
+inline bool leadsTo(const char* first, const char* second) {
     char firstName[MAX_PATH];
     char secondName[MAX_PATH];
     return _fullpath(firstName, first, sizeof firstName) != nullptr &&

@@ -1,9 +1,10 @@
 // Takes from the host what older hosts and simpler file systems don't have: copying in the kernel,
 // renaming without replacing, giving a name to a nameless file, times of birth, kinds in listings.
-// It also interrupts every other listing.
+// It also interrupts every other listing, and a full disk takes nothing without saying why.
 #include <cerrno>
 
 #include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -38,6 +39,17 @@ int statx(int directory, const char* name, int flags, unsigned mask, struct stat
     const auto result = static_cast<int>(syscall(SYS_statx, directory, name, flags, mask, facts));
     facts->stx_mask &= ~STATX_BTIME;
     return result;
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+    const ssize_t count = syscall(SYS_write, descriptor, bytes, size);
+    return count < 0 && errno == ENOSPC ? 0 : count;
+}
+
+ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off64_t offset) {
+    static const auto real = reinterpret_cast<decltype(&pwrite64)>(dlsym(RTLD_NEXT, "pwrite64"));
+    const ssize_t count = real(descriptor, bytes, size, offset);
+    return count < 0 && errno == EFBIG ? 0 : count;
 }
 
 ssize_t getdents64(int directory, void* block, size_t capacity) {

@@ -72,6 +72,32 @@ TEST_F(PathsTest, TellsTheKindsThatThePlatformKnowsAndAllBits) {
     BPath path(pipe);
     path.setAttributes(path.attributes()).getInformation();
     EXPECT_EQ(path.attributes(), 0x1000UL | 03751UL);
+    // What runs with its owner's rights is not made of anything by asking for all.
+    path.setAttributes(BPath::allAttr).getInformation();
+    EXPECT_EQ(path.attributes(), 0x1000UL | 03777UL);
+    path.setAttributes(BPath::readPermision).getInformation();
+    path.setAttributes(BPath::allAttr).getInformation();
+    EXPECT_EQ(path.attributes(), 0x1000UL | 0777UL);
+}
+
+TEST_F(PathsTest, TakesALinkForWhatItIsWhereANameMustBeFree) {
+    namespace fs = std::filesystem;
+    build({"real", "new", "folder/"});
+    fs::create_symlink("../link", host("folder/chain"));
+    fs::create_symlink("real", host("link"));
+    fs::create_symlink("nowhere", host("dangling"));
+    for (const char* from : {"link", "folder/chain"})
+        for (const char* to : {"real", "link"})
+            BPath::move(directory.name(from).c_str(), directory.name(to).c_str(), true);
+    EXPECT_EQ(Sorvex::testing::contentsOf(host("real")), "real");
+    EXPECT_EQ(fs::read_symlink(host("link")), "real");
+    EXPECT_EQ(fs::read_symlink(host("folder/chain")), "../link");
+    EXPECT_EQ(BFile::safeFileName(directory.name("dangling")), directory.name("dangling.001"));
+    EXPECT_THROW(BPath(directory.name("new")).move(in("dangling").c_str(), false),
+                 std::runtime_error);
+    BPath::move(directory.name("new").c_str(), directory.name("dangling").c_str(), true);
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(host("dangling"))));
+    EXPECT_EQ(treeOf("").size(), 5U);
 }
 
 TEST_F(PathsTest, ReachesFilesWithABackslashInTheName) {
@@ -84,11 +110,14 @@ TEST_F(PathsTest, ReachesFilesWithABackslashInTheName) {
     EXPECT_FALSE(std::filesystem::exists(host("\\z")));
 }
 
-TEST_F(PathsTest, AsksForTheRightsOfTheRunningUser) {
+// A process may act for another user than the one who started it.
+TEST_F(PathsTest, AsksForTheRightsThatCountForOpening) {
     const std::string secret = directory.file("secret");
     const std::string shared = directory.file("shared");
     ASSERT_EQ(chmod(secret.c_str(), 0) + chmod(shared.c_str(), 0444), 0);
-    const int status = Sorvex::testing::runUnprivileged([&] {
+    const int status = Sorvex::testing::runInChild([&] {
+        constexpr unsigned nobody = 65534;
+        ASSERT_TRUE(geteuid() != 0 || setegid(nobody) + seteuid(nobody) == 0);
         EXPECT_TRUE(BFile::canAccess(secret.c_str(), BFile::accessExists));
         EXPECT_FALSE(BFile::canAccess(secret.c_str(), BFile::accessRead));
         EXPECT_TRUE(BFile::canAccess(shared.c_str(), BFile::accessRead));

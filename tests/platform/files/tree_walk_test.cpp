@@ -77,7 +77,8 @@ TEST_F(TreeWalks, CopyLinksAsEntriesAndFollowThemOnlyAtTheirStart) {
     copy("start", "to");
     EXPECT_EQ(fs::read_symlink(host("to/to directory")), "../outside");
     EXPECT_EQ(fs::read_symlink(host("to/sub/dangling")), "nowhere");
-    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(host("to/to file"))));
+    // What is behind may be for the copier alone to read.
+    EXPECT_EQ(fs::read_symlink(host("to/to file")), "../outside/file");
     EXPECT_FAILURE(copy("more", "to"), creation + in("to\\to directory") + " Not a directory");
     link("outside", "end");
     copy("more", "end");

@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/posix/base/retried.h"
+
 namespace Sorvex::platform {
 
 /// Owns a descriptor of the host, or none, and closes it. The destructor leaves errno as it is.
@@ -42,11 +44,7 @@ private:
 /// Opens a name relative to a directory, close-on-exec and again when interrupted; none with errno
 /// set on failure.
 inline Descriptor openAt(int directory, const char* name, int flags, mode_t mode = 0) noexcept {
-    int number = -1;
-    do
-        number = ::openat(directory, name, flags | O_CLOEXEC, mode);
-    while (number < 0 && errno == EINTR);
-    return Descriptor(number);
+    return Descriptor(retried([&] { return ::openat(directory, name, flags | O_CLOEXEC, mode); }));
 }
 
 }  // namespace Sorvex::platform

@@ -18,6 +18,7 @@
 
 #include "platform/posix/base/descriptor.h"
 #include "platform/posix/base/errors.h"
+#include "platform/posix/base/retried.h"
 #include "platform/posix/files/host_path.h"
 
 namespace Sorvex::platform {
@@ -26,20 +27,10 @@ namespace {
 
 constexpr mode_t ordinaryBits = 0777;
 constexpr mode_t allBits = 07777;
-constexpr unsigned factsNeeded = STATX_BASIC_STATS;
 
 bool fail(int number) noexcept {
     errno = number;
     return false;
-}
-
-bool factsOf(EntryAt entry, int flags, struct statx& facts) noexcept {
-    return statx(entry.directory, entry.name, flags, factsNeeded, &facts) == 0;
-}
-
-bool isSameFile(const struct statx& first, const struct statx& second) noexcept {
-    return first.stx_ino == second.stx_ino && first.stx_dev_major == second.stx_dev_major &&
-           first.stx_dev_minor == second.stx_dev_minor;
 }
 
 // Some file systems keep no permissions or times; that is no reason to refuse the copy.
@@ -199,16 +190,12 @@ private:
     bool hasNeighbourName = false;
 };
 
-constexpr std::uint64_t wholeFile = UINT64_MAX;
-
 bool writeAll(int to, const char* bytes, std::size_t size, std::uint64_t offset) noexcept {
     while (size > 0) {
-        const ssize_t count = pwrite(to, bytes, size, static_cast<off_t>(offset));
-        if (count < 0) {
-            if (errno == EINTR)
-                continue;
-            return false;
-        }
+        const ssize_t count =
+            retried([&] { return pwrite(to, bytes, size, static_cast<off_t>(offset)); });
+        if (count <= 0)
+            return count < 0 ? false : fail(ENOSPC);
         bytes += count;
         size -= static_cast<std::size_t>(count);
         offset += static_cast<std::uint64_t>(count);
@@ -216,8 +203,10 @@ bool writeAll(int to, const char* bytes, std::size_t size, std::uint64_t offset)
     return true;
 }
 
-// Copies a range through memory, up to its end or that of the file.
-bool copyThroughMemory(int from, int to, std::uint64_t offset, std::uint64_t end) noexcept {
+constexpr std::uint64_t noEnd = INT64_MAX;
+
+// Copies a range through memory, up to its end or that of the data, and leaves the offset there.
+bool copyThroughMemory(int from, int to, std::uint64_t& offset, std::uint64_t end) noexcept {
     constexpr std::size_t blockSize = 1024 * 1024;
     constexpr std::size_t smallSize = 4096;
     char smallBlock[smallSize];
@@ -227,14 +216,10 @@ bool copyThroughMemory(int from, int to, std::uint64_t offset, std::uint64_t end
     while (offset < end) {
         const std::size_t wanted =
             end - offset < room ? static_cast<std::size_t>(end - offset) : room;
-        const ssize_t count = pread(from, block, wanted, static_cast<off_t>(offset));
-        if (count == 0)
-            return true;
-        if (count < 0) {
-            if (errno == EINTR)
-                continue;
-            return false;
-        }
+        const ssize_t count =
+            retried([&] { return pread(from, block, wanted, static_cast<off_t>(offset)); });
+        if (count <= 0)
+            return count == 0;
         if (!writeAll(to, block, static_cast<std::size_t>(count), offset))
             return false;
         offset += static_cast<std::uint64_t>(count);
@@ -254,59 +239,68 @@ bool isBeyondTheKernel(int number) noexcept {
            number == EPERM || number == ETXTBSY || number == EBADF;
 }
 
-// Copies a range inside the kernel, which shares the blocks where the file system can, and through
-// memory where the kernel won't.
-bool copyRange(int from, int to, std::uint64_t offset, std::uint64_t end) noexcept {
+// Copies as much of a range as the kernel does by itself, which shares the blocks where the file
+// system can. The offset is left where it ended.
+bool copyInKernel(int from, int to, std::uint64_t& offset, std::uint64_t end) noexcept {
     constexpr std::uint64_t stride = 1 << 30;
-    auto readAt = static_cast<off64_t>(offset);
-    auto writeAt = readAt;
     while (offset < end) {
+        auto readAt = static_cast<off64_t>(offset);
+        auto writeAt = readAt;
         const std::uint64_t wanted = end - offset < stride ? end - offset : stride;
-        const ssize_t count =
-            copy_file_range(from, &readAt, to, &writeAt, static_cast<std::size_t>(wanted), 0);
-        if (count > 0) {
-            offset += static_cast<std::uint64_t>(count);
-        } else if (count == 0 || isBeyondTheKernel(errno)) {
-            // Files that the host makes up while they are read say 0 to the kernel's way.
-            return copyThroughMemory(from, to, offset, end);
-        } else if (errno != EINTR) {
-            return false;
-        }
+        const ssize_t count = retried([&] {
+            return copy_file_range(from, &readAt, to, &writeAt, static_cast<std::size_t>(wanted),
+                                   0);
+        });
+        if (count <= 0)
+            return count == 0 || isBeyondTheKernel(errno);
+        offset += static_cast<std::uint64_t>(count);
     }
     return true;
+}
+
+// The target ends where the data ends, whatever size the host tells: it makes up some files while
+// they are read, of sizes such as 0 and 4096, and others grow or are cut off meanwhile.
+bool copyDense(int from, int to, std::uint64_t offset, std::uint64_t size) noexcept {
+    return copyInKernel(from, to, offset, size) && copyThroughMemory(from, to, offset, noEnd);
 }
 
 // Copies what holds data and leaves the holes.
 bool copySparse(int from, int to, std::uint64_t size) noexcept {
-    if (ftruncate(to, static_cast<off_t>(size)) != 0)
-        return false;
     std::uint64_t offset = 0;
-    while (offset < size) {
+    for (;;) {
         const off_t start = lseek(from, static_cast<off_t>(offset), SEEK_DATA);
-        if (start < 0)
-            // No more data; or a host that tells nothing of holes.
-            return errno == ENXIO || (errno == EINVAL && copyRange(from, to, offset, size));
-        const off_t end = lseek(from, start, SEEK_HOLE);
+        if (start < 0 && errno == EINVAL)
+            return copyDense(from, to, offset, size);  // a host that tells nothing of holes
+        const off_t end = start < 0 ? start : lseek(from, start, SEEK_HOLE);
+        if (end < 0 && errno != ENXIO)
+            return false;
         if (end < 0)
+            break;
+        const auto dataEnd = static_cast<std::uint64_t>(end);
+        offset = static_cast<std::uint64_t>(start);
+        if (!copyInKernel(from, to, offset, dataEnd) ||
+            !copyThroughMemory(from, to, offset, dataEnd))
             return false;
-        offset = static_cast<std::uint64_t>(end) < size ? static_cast<std::uint64_t>(end) : size;
-        if (!copyRange(from, to, static_cast<std::uint64_t>(start), offset))
-            return false;
+        if (offset < dataEnd)
+            return true;
     }
-    return true;
+    // A hole at the end.
+    struct statx facts;
+    return factsOf({from, ""}, AT_EMPTY_PATH, facts) &&
+           (facts.stx_size <= offset || ftruncate(to, static_cast<off_t>(facts.stx_size)) == 0);
 }
 
 bool copyContents(int from, int to, const struct statx& facts) noexcept {
     constexpr std::uint64_t hostBlock = 512;
-    // The size of a file that the host makes up is 0 whatever it holds.
-    if (facts.stx_size == 0)
-        return copyThroughMemory(from, to, 0, wholeFile);
-    if (facts.stx_blocks < facts.stx_size / hostBlock)
-        return copySparse(from, to, facts.stx_size);
-    return copyRange(from, to, 0, facts.stx_size);
+    return facts.stx_blocks < facts.stx_size / hostBlock ? copySparse(from, to, facts.stx_size)
+                                                         : copyDense(from, to, 0, facts.stx_size);
 }
 
-enum class Purpose { copy, move };
+enum class Purpose {
+    copy,      // of what a name leads to, if that is a file
+    treeCopy,  // of the entry itself: behind a planted link lies what others must not get
+    move
+};
 
 // Whose a new file is to be, where the host lets us say so.
 struct Owner {
@@ -325,9 +319,10 @@ bool mayReplace(EntryAt target, const struct statx& source, Owner& owner) noexce
     struct statx facts;
     if (!factsOf(target, AT_SYMLINK_NOFOLLOW, facts))
         return errno == ENOENT;
-    struct statx behind;
-    if (isSameFile(facts, source) ||
-        (S_ISLNK(facts.stx_mode) && factsOf(target, 0, behind) && isSameFile(behind, source)))
+    const FileIdentity copied(source);
+    FileIdentity behind;
+    if (FileIdentity(facts) == copied ||
+        (S_ISLNK(facts.stx_mode) && behind.read(target, 0) && behind == copied))
         return fail(EINVAL);
     if (S_ISLNK(facts.stx_mode) || S_ISFIFO(facts.stx_mode))
         return true;
@@ -487,7 +482,7 @@ bool report(bool isDone) noexcept {
 }  // namespace
 
 bool copyEntry(EntryAt source, EntryAt target, bool failIfExists) noexcept {
-    return report(copyByKind(source, target, failIfExists, Purpose::copy));
+    return report(copyByKind(source, target, failIfExists, Purpose::treeCopy));
 }
 
 bool moveEntryAcross(EntryAt source, EntryAt target) noexcept {
@@ -503,7 +498,8 @@ bool moveEntryAcross(EntryAt source, EntryAt target) noexcept {
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) noexcept {
     const HostPath from(source);
     const HostPath to(target);
-    return copyEntry({AT_FDCWD, from.c_str()}, {AT_FDCWD, to.c_str()}, failIfExists != FALSE);
+    return report(copyByKind({AT_FDCWD, from.c_str()}, {AT_FDCWD, to.c_str()},
+                             failIfExists != FALSE, Purpose::copy));
 }
 
 }  // namespace Sorvex::platform

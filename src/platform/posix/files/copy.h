@@ -3,20 +3,13 @@
 #define SORVEX_PLATFORM_POSIX_FILES_COPY_H
 
 #include "platform/posix/base/types.h"
+#include "platform/posix/files/entry.h"
 
 namespace Sorvex::platform {
 
-/// An entry by its name in the host's spelling, relative to an open directory; AT_FDCWD stands for
-/// the current one. Neither is owned.
-struct EntryAt {
-    int directory;
-    const char* name;
-};
-
 /// Copies one entry that is not a directory: contents, permission bits and time of modification.
 ///
-/// A link to a file copies the file; any other link is made again as it is. A pipe makes a pipe.
-/// Devices and sockets are refused, as source and as target, and so is the copy of a file onto
+/// A link is made again as it is, wherever it leads. A pipe makes a pipe. Devices and sockets are refused, as source and as target, and so is the copy of a file onto
 /// itself under whatever name. The target has its name only once it is whole, and what it replaces
 /// is untouched until then; after a failure there is no trace of the copy.
 ///
@@ -30,7 +23,7 @@ bool copyEntry(EntryAt source, EntryAt target, bool failIfExists) noexcept;
 /// lets him. False with errno and the last error set.
 bool moveEntryAcross(EntryAt source, EntryAt target) noexcept;
 
-/// Copies a file as copyEntry does. 0 on failure, with the last error and errno set.
+/// Copies as copyEntry does, but a link to a file copies the file. 0 on failure, with the last error and errno set.
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) noexcept;
 
 }  // namespace Sorvex::platform

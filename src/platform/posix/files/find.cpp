@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 
 #include "platform/posix/base/errors.h"
-#include "platform/posix/files/file_identity.h"
+#include "platform/posix/files/entry.h"
 #include "platform/posix/files/host_path.h"
 #include "platform/posix/files/search.h"
 
@@ -318,7 +318,7 @@ HANDLE findEntry(Descriptor opened, const char* hostName, std::string_view shown
 bool isHostRoot(int directory, const char* name, int flags) noexcept {
     FileIdentity root;
     FileIdentity named;
-    return named.read(directory, name, flags) && root.read(AT_FDCWD, "/", 0) && named == root;
+    return named.read({directory, name}, flags) && root.read({AT_FDCWD, "/"}, 0) && named == root;
 }
 
 HANDLE FindFirstFileA(const char* text, WIN32_FIND_DATAA* data) {

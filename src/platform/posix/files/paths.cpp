@@ -4,25 +4,29 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/posix/base/descriptor.h"
 #include "platform/posix/files/copy.h"
+#include "platform/posix/files/entry.h"
 #include "platform/posix/files/host_path.h"
 
 namespace Sorvex::platform {
 
 namespace {
 
-constexpr mode_t permissionBits = 07777;
+constexpr mode_t ordinaryBits = 0777;
+constexpr mode_t specialBits = 07000;  // set-user-id, set-group-id, sticky
 
 // The host's words for blocks and sockets hold the bit of a directory.
 WORD modeWord(unsigned mode) noexcept {
     const unsigned kind = mode & S_IFMT;
     const bool isKnown = kind == S_IFREG || kind == S_IFDIR || kind == S_IFCHR || kind == S_IFIFO;
-    return static_cast<WORD>((isKnown ? kind : 0) | (mode & permissionBits));
+    return static_cast<WORD>((isKnown ? kind : 0) | (mode & (ordinaryBits | specialBits)));
 }
 
 std::int64_t creationSeconds(const struct statx& facts) noexcept {
@@ -31,13 +35,8 @@ std::int64_t creationSeconds(const struct statx& facts) noexcept {
     return std::min(facts.stx_ctime.tv_sec, facts.stx_mtime.tv_sec);
 }
 
-bool factsOf(const char* hostName, int flags, struct statx& facts) noexcept {
-    return statx(AT_FDCWD, hostName, flags, STATX_BASIC_STATS, &facts) == 0;
-}
-
-bool isSameFile(const struct statx& first, const struct statx& second) noexcept {
-    return first.stx_ino == second.stx_ino && first.stx_dev_major == second.stx_dev_major &&
-           first.stx_dev_minor == second.stx_dev_minor;
+EntryAt entryOf(const HostPath& path) noexcept {
+    return {AT_FDCWD, path.c_str()};
 }
 
 // The last part of a name and the directory that holds it.
@@ -58,24 +57,42 @@ struct EntryName {
 bool isInOneDirectory(const HostPath& first, const HostPath& second) noexcept {
     const EntryName firstEntry(first.view());
     const EntryName secondEntry(second.view());
-    struct statx firstFacts;
-    struct statx secondFacts;
-    return firstEntry.entry == secondEntry.entry && factsOf(firstEntry.directory, 0, firstFacts) &&
-           factsOf(secondEntry.directory, 0, secondFacts) && isSameFile(firstFacts, secondFacts);
+    FileIdentity firstHolder;
+    FileIdentity secondHolder;
+    return firstEntry.entry == secondEntry.entry &&
+           firstHolder.read({AT_FDCWD, firstEntry.directory}, 0) &&
+           secondHolder.read({AT_FDCWD, secondEntry.directory}, 0) && firstHolder == secondHolder;
 }
 
-bool isSameEntry(HostPath& first, HostPath& second) noexcept {
+// Whether the links that begin with a name lead over a file or to it.
+bool linksLeadTo(const FileIdentity& file, std::string name) {
+    constexpr int mostLinks = 40;  // the host follows no more
+    char behind[4096 + 1];
+    for (int links = 0; links < mostLinks; ++links) {
+        const ssize_t length = readlink(name.c_str(), behind, sizeof behind - 1);
+        if (length <= 0)
+            return false;
+        behind[length] = '\0';
+        name.replace(*behind == '/' ? 0 : name.rfind('/') + 1, std::string::npos, behind);
+        FileIdentity met;
+        if (met.read({AT_FDCWD, name.c_str()}, AT_SYMLINK_NOFOLLOW) && met == file)
+            return true;
+    }
+    return false;
+}
+
+bool leadsTo(HostPath& first, HostPath& second) {
     first.dropTrailingSeparators();
     second.dropTrailingSeparators();
-    struct statx firstFacts;
-    struct statx secondFacts;
-    if (!factsOf(first.c_str(), AT_SYMLINK_NOFOLLOW, firstFacts) ||
-        !factsOf(second.c_str(), AT_SYMLINK_NOFOLLOW, secondFacts) ||
-        !isSameFile(firstFacts, secondFacts))
+    struct statx facts;
+    FileIdentity identity;
+    if (!factsOf(entryOf(first), AT_SYMLINK_NOFOLLOW, facts) ||
+        !identity.read(entryOf(second), AT_SYMLINK_NOFOLLOW))
         return false;
+    if (FileIdentity(facts) != identity)
+        return S_ISLNK(facts.stx_mode) && linksLeadTo(identity, std::string(first.view()));
     // Whatever the spelling, only one entry can lead to a directory or to a file with one link.
-    return S_ISDIR(firstFacts.stx_mode) || firstFacts.stx_nlink == 1 ||
-           isInOneDirectory(first, second);
+    return S_ISDIR(facts.stx_mode) || facts.stx_nlink == 1 || isInOneDirectory(first, second);
 }
 
 // For file systems that can't rename without replacing. Making a second link is exclusive too; what
@@ -92,7 +109,7 @@ int renameInTwoSteps(const char* oldName, const char* newName) noexcept {
     if (errno != EPERM && errno != EOPNOTSUPP)
         return -1;
     struct statx facts;
-    if (factsOf(newName, AT_SYMLINK_NOFOLLOW, facts)) {
+    if (factsOf({AT_FDCWD, newName}, AT_SYMLINK_NOFOLLOW, facts)) {
         errno = EEXIST;
         return -1;
     }
@@ -223,7 +240,7 @@ const char* startFullName(FullName& full, const char* name) noexcept {
 
 int _stat(const char* name, StatRecord* record) noexcept {
     struct statx facts;
-    if (statx(AT_FDCWD, HostPath(name).c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &facts) != 0)
+    if (!factsOf(entryOf(HostPath(name)), 0, facts, STATX_BASIC_STATS | STATX_BTIME))
         return -1;
     record->st_mode = modeWord(facts.stx_mode);
     record->st_size = static_cast<DWORD>(facts.stx_size);
@@ -243,8 +260,26 @@ int _access(const char* name, int mode) noexcept {
     return faccessat(AT_FDCWD, HostPath(name).c_str(), mode, mode == F_OK ? 0 : AT_EACCESS);
 }
 
+bool isTaken(const char* name) noexcept {
+    struct statx facts;
+    return factsOf(entryOf(HostPath(name)), AT_SYMLINK_NOFOLLOW, facts, STATX_TYPE);
+}
+
 int _chmod(const char* name, int mode) noexcept {
-    return chmod(HostPath(name).c_str(), static_cast<mode_t>(mode) & permissionBits);
+    const HostPath path(name);
+    const auto asked = static_cast<mode_t>(mode);
+    if ((asked & specialBits) == 0)
+        return chmod(path.c_str(), asked & ordinaryBits);
+    // The file is held, so that no other one gets the bits that this one has.
+    const Descriptor file = openAt(AT_FDCWD, path.c_str(), O_PATH);
+    struct statx facts;
+    if (!file || !factsOf({file.get(), ""}, AT_EMPTY_PATH, facts, STATX_MODE))
+        return -1;
+    char held[32];
+    std::snprintf(held, sizeof held, "/proc/self/fd/%d", file.get());
+    if (chmod(held, (asked & ordinaryBits) | (asked & facts.stx_mode & specialBits)) == 0)
+        return 0;
+    return errno == ENOENT ? chmod(path.c_str(), asked & ordinaryBits) : -1;
 }
 
 int _mkdir(const char* name) noexcept {
@@ -254,24 +289,14 @@ int _mkdir(const char* name) noexcept {
 int _rmdir(const char* name) noexcept {
     HostPath path(name);
     path.dropTrailingDots();
-    if (rmdir(path.c_str()) == 0)
-        return 0;
-    if (errno != ENOTDIR)
-        return -1;
-    struct statx link;
-    struct statx target;
-    if (factsOf(path.c_str(), AT_SYMLINK_NOFOLLOW, link) && S_ISLNK(link.stx_mode) &&
-        factsOf(path.c_str(), 0, target) && S_ISDIR(target.stx_mode))
-        return unlink(path.c_str());
-    errno = ENOTDIR;
-    return -1;
+    return removeDirectory(entryOf(path));
 }
 
 int remove(const char* name) noexcept {
     return unlink(HostPath(name).c_str());
 }
 
-int rename(const char* oldName, const char* newName) noexcept {
+int rename(const char* oldName, const char* newName) {
     HostPath from(oldName);
     HostPath to(newName);
     int result = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
@@ -281,17 +306,17 @@ int rename(const char* oldName, const char* newName) noexcept {
         return 0;
     const int number = errno;
     if ((number == EXDEV && moveEntryAcross({AT_FDCWD, from.c_str()}, {AT_FDCWD, to.c_str()})) ||
-        (number == EEXIST && isSameEntry(from, to)))
+        (number == EEXIST && leadsTo(from, to)))
         return 0;
     if (number == EEXIST || errno == EISDIR || errno == EOPNOTSUPP)
         errno = number;
     return -1;
 }
 
-bool namesSameEntry(const char* first, const char* second) noexcept {
+bool leadsTo(const char* first, const char* second) {
     HostPath firstPath(first);
     HostPath secondPath(second);
-    return isSameEntry(firstPath, secondPath);
+    return leadsTo(firstPath, secondPath);
 }
 
 char* _fullpath(char* buffer, const char* name, std::size_t size) noexcept {

@@ -37,7 +37,13 @@ int _stat(const char* name, StatRecord* record) noexcept;
 /// written, 4 whether it may be read, 6 for both.
 int _access(const char* name, int mode) noexcept;
 
-/// Sets the permission bits; the kind in the same word is passed over. 0 on success, else -1.
+/// Whether anything has this name, be it a link that leads nowhere.
+bool isTaken(const char* name) noexcept;
+
+/// Sets the nine permission bits; the kind in the same word is passed over. 0 on success, else -1.
+///
+/// Set-user-id, set-group-id and sticky are kept where they are set and asked for, and cleared
+/// otherwise. They are never added: what asks for all bits must not make a privileged program.
 int _chmod(const char* name, int mode) noexcept;
 
 /// Makes one directory. 0 on success, else -1.
@@ -52,13 +58,14 @@ int remove(const char* name) noexcept;
 
 /// Gives an entry another name, which must not exist. 0 on success, else -1.
 ///
-/// Two names of one entry are no failure, and nothing changes. What is not a directory can also go
+/// Where the old name leads to the new one it is no failure, and nothing changes. What is not a directory can also go
 /// to another file system.
-int rename(const char* oldName, const char* newName) noexcept;
+int rename(const char* oldName, const char* newName);
 
-/// Tells whether two names are those of one entry of one directory, however they are spelled. Two
-/// links to one file are two entries.
-bool namesSameEntry(const char* first, const char* second) noexcept;
+/// Tells whether two names are those of one entry of one directory, however they are spelled, or
+/// the first is a symbolic link that leads to the second, at once or over others. Two hard links to
+/// one file are two entries.
+bool leadsTo(const char* first, const char* second);
 
 /// Writes the absolute form of a name, with its terminator, into a buffer.
 ///

@@ -12,7 +12,7 @@
 
 #include "platform/posix/base/errors.h"
 #include "platform/posix/files/copy.h"
-#include "platform/posix/files/file_identity.h"
+#include "platform/posix/files/entry.h"
 #include "platform/posix/files/host_path.h"
 #include "platform/posix/files/paths.h"
 #include "platform/posix/files/search.h"
@@ -29,7 +29,7 @@ public:
     CopyTarget(Descriptor opened, int whyNot) noexcept
         : directory(std::move(opened)), error(whyNot) {
         if (directory)
-            identity.read(directory.get(), "", AT_EMPTY_PATH);
+            identity.read({directory.get(), ""}, AT_EMPTY_PATH);
     }
 
     Descriptor directory;
@@ -65,18 +65,6 @@ Descriptor withoutHostRoot(Descriptor opened) noexcept {
 
 bool hasSeparator(std::string_view pattern) noexcept {
     return pattern.find_first_of("\\/") != std::string_view::npos;
-}
-
-bool isLink(int directory, const char* name) noexcept {
-    struct statx facts;
-    return statx(directory, name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &facts) == 0 &&
-           S_ISLNK(facts.stx_mode);
-}
-
-bool isLinkToDirectory(int directory, const char* name) noexcept {
-    struct statx facts;
-    return isLink(directory, name) && statx(directory, name, 0, STATX_TYPE, &facts) == 0 &&
-           S_ISDIR(facts.stx_mode);
 }
 
 // A pattern with directories of its own lists entries that lie elsewhere than what their full names
@@ -131,15 +119,7 @@ int removeFoundDirectory(HANDLE search, const char* fullName) noexcept {
     const Search* const found = searchOf(search);
     if (found == nullptr || !found->leads())
         return _rmdir(fullName);
-    const int directory = found->directoryNumber();
-    if (unlinkat(directory, found->entryName(), AT_REMOVEDIR) == 0)
-        return 0;
-    if (errno != ENOTDIR)
-        return -1;
-    if (isLinkToDirectory(directory, found->entryName()))
-        return unlinkat(directory, found->entryName(), 0);
-    errno = ENOTDIR;
-    return -1;
+    return removeDirectory({found->directoryNumber(), found->entryName()});
 }
 
 HANDLE openCopyTarget(const char* name) {
@@ -157,7 +137,7 @@ HANDLE makeCopyTarget(HANDLE search, HANDLE target, const char* /*fullName*/) {
         return nullptr;
     Descriptor opened = openAt(directory, name, O_PATH | O_DIRECTORY | O_NOFOLLOW);
     const int error = errno;
-    if (!opened && (error != ENOTDIR || isLink(directory, name))) {
+    if (!opened && (error != ENOTDIR || isLink({directory, name}))) {
         errno = error;
         return nullptr;
     }
@@ -167,7 +147,7 @@ HANDLE makeCopyTarget(HANDLE search, HANDLE target, const char* /*fullName*/) {
 BOOL isCopyTarget(HANDLE search, const char* /*fullName*/, HANDLE target) noexcept {
     const Search& found = *searchOf(search);
     FileIdentity identity;
-    return identity.read(found.directoryNumber(), found.entryName(), AT_SYMLINK_NOFOLLOW) &&
+    return identity.read({found.directoryNumber(), found.entryName()}, AT_SYMLINK_NOFOLLOW) &&
            identity == targetOf(target).identity;
 }
 
