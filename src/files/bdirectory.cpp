@@ -16,6 +16,17 @@ namespace {
 
 constexpr const char* everything = "*";
 
+// Whether somebody else has made the directory since it was looked for. Leaves errno as it is.
+bool hasComeToExist(const char* name) noexcept {
+    if (errno != EEXIST)
+        return false;
+    platform::StatRecord record;
+    const bool isDirectory =
+        platform::_stat(name, &record) == 0 && (record.st_mode & BPath::directory) != 0;
+    errno = EEXIST;
+    return isDirectory;
+}
+
 // A directory that the entries of another are copied into.
 class CopyTarget {
 public:
@@ -120,7 +131,7 @@ bool BDirectory::exists() const noexcept {
 }
 
 void BDirectory::create(const char* name, bool recursive) {
-    if (BPath::exists(name) || platform::_mkdir(name) == 0)
+    if (BPath::exists(name) || platform::_mkdir(name) == 0 || hasComeToExist(name))
         return;
     if (!recursive)
         failure::raiseWithErrno("BDirectory::create(): error creating directory ", name);

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,6 +33,17 @@ TEST_F(Directories, AreCreatedWithTheirParentsWhenAsked) {
     BDirectory::create(in("file").c_str(), true);
     EXPECT_THAT(treeOf(""), UnorderedElementsAre("file", "a", "a/b", "a/b/c"));
     EXPECT_TRUE(BDirectory(deep.c_str()).exists());
+}
+
+TEST_F(Directories, AreCreatedByTwoAtOnceWithoutAFailure) {
+    for (int round = 0; round < 100; ++round) {
+        const std::string deep = in(std::to_string(round) + "\\b\\c");
+        const auto create = [&] { EXPECT_NO_THROW(BDirectory::create(deep.c_str(), true)); };
+        std::thread other(create);
+        create();
+        other.join();
+        ASSERT_TRUE(BDirectory::exists(deep.c_str()));
+    }
 }
 
 TEST_F(Directories, AreRemovedWithAllTheyHoldOnlyWhenAsked) {
