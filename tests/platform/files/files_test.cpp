@@ -85,15 +85,71 @@ TEST_F(FilesTest, KeepsWhatTheDiskRefuses) {
 
 TEST_F(FilesTest, WritesOutAtExitWhatNobodyClosed) {
     const int status = Sorvex::testing::runInChild([&] {
-        static BFile late(directory.name("late"));
+        static auto& late = *new BFile(directory.name("late"));
+        std::atexit([] { late << "at last"; });
         BFile file(name);
         file.open("wb") << "held by a scope that exit() never leaves";
-        std::atexit([] { late.open("wb") << "after"; });
+        late.open("wb") << "early, ";
+        late.flush();
+        std::atexit([] { late.flush() << "later, "; });
         std::exit(0);
     });
     EXPECT_EQ(status, 0);
     EXPECT_EQ(contentsOf(name), "held by a scope that exit() never leaves");
-    EXPECT_EQ(contentsOf(directory.name("late")), "after");
+    EXPECT_EQ(contentsOf(directory.name("late")), "early, later, at last");
+}
+
+TEST_F(FilesTest, EndTheProcessWhileAThreadIsWriting) {
+    for (int round = 0; round < 50; ++round) {
+        const int status = Sorvex::testing::runInChild([&] {
+            std::atomic<int> written = 0;
+            std::thread([&] {
+                BFile file(name);
+                for (file.open("wb");; ++written)
+                    file << written.load();
+            }).detach();
+            while (written < 20000 + 1000 * round)
+                std::this_thread::yield();
+            std::exit(0);
+        });
+        ASSERT_EQ(status, 0);
+        // Every number once and in its place, but for the last, which may be cut off.
+        BFile file(name);
+        file.open("rb");
+        int value = -1;
+        for (int expected = 0; file.read(&value, 4) == 4; ++expected)
+            ASSERT_EQ(value, expected);
+        ASSERT_GE(file.size(), 80000U);
+    }
+}
+
+TEST_F(FilesTest, SeesAfterASeekWhatTheFileIsNow) {
+    BFile file(name);
+    char byte = 0;
+    file.open("rb").read(&byte, 1);
+    directory.file("file", "anew");
+    file.setPosition(0).read(&byte, 1);
+    EXPECT_EQ(byte, 'a');
+}
+
+TEST_F(FilesTest, RefusesWhat32BitsCanNotCount) {
+    if constexpr (sizeof(long) > 4) {
+        constexpr auto beyond = static_cast<unsigned long>(1ULL << 32);
+        BFile file(name);
+        std::string bytes(20, ' ');
+        file.open("r+b");
+        EXPECT_EQ(file.read(bytes.data(), beyond), 10U);
+        EXPECT_FAILURE(file.write(bytes.data(), beyond),
+                       "BFile::write(): error on fwrite " + name + " File too large");
+        EXPECT_FAILURE(file.setPosition(beyond),
+                       "BFile::setPosition(): error on fseek() " + name + " Invalid argument");
+        EXPECT_EQ(file.getPosition(), 10U);
+        BStreamBuffer buffer;
+        EXPECT_THROW(buffer.write(bytes.data(), beyond + 1), std::bad_alloc);
+        EXPECT_THROW(BStreamBuffer(bytes.data(), beyond + 1), std::bad_alloc);
+        buffer.write(bytes.data(), 5);
+        EXPECT_EQ(buffer.read(bytes.data(), beyond + 4), 5U);
+    }
 }
 
 TEST_F(FilesTest, GoesOnAfterAnInterruptionAndAfterShortReads) {

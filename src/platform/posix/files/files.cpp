@@ -1,19 +1,20 @@
 #include "platform/posix/files/files.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <mutex>
 #include <new>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/posix/base/descriptor.h"
+#include "platform/posix/base/retried.h"
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/files/host_path.h"
 
@@ -28,21 +29,17 @@ constexpr std::size_t smallestBuffer = 4096;
 constinit std::mutex writersMutex;
 constinit FILE* writers = nullptr;
 
-// Set once the bytes held at exit were written. What is written later waits for nothing.
-constinit std::atomic<bool> isExiting = false;
-
-void flushWriters() {
+// Runs behind every handler and destructor that the application registers for the end of the
+// process, so that what those write arrives as well. Threads may go on running meanwhile.
+[[gnu::destructor(101)]] void writeAllAtExit() {
     const TerminationShield shield;
     const std::lock_guard<std::mutex> lock(writersMutex);
-    isExiting = true;
     for (FILE* file = writers; file != nullptr; file = file->nextWriter)
-        file->flush();
+        file->writeAtExit();
 }
 
 void addWriter(FILE* file) {
     const TerminationShield shield;
-    static const int registered = std::atexit(flushWriters);
-    static_cast<void>(registered);
     const std::lock_guard<std::mutex> lock(writersMutex);
     file->nextWriter = writers;
     if (writers != nullptr)
@@ -92,32 +89,60 @@ int openFlags(const char* mode) noexcept {
     return flags | O_NOCTTY;
 }
 
-constexpr std::int64_t unknown = -1;
+constexpr std::size_t noBuffer = 0;
 
-// Looks at a file that is opened for reading alone. False for a directory, which the host opens but
-// doesn't read; the size of a regular file, which a small one needs no larger buffer than.
-bool findSize(int descriptor, int flags, std::int64_t& size) noexcept {
-    size = unknown;
+// The buffer that a file is read or written with: a small file needs no larger one. None for a
+// directory, which the host opens but doesn't read.
+std::size_t suitableBuffer(int descriptor, int flags) noexcept {
     struct stat facts;
     if ((flags & O_ACCMODE) != O_RDONLY || fstat(descriptor, &facts) != 0)
-        return true;
-    if (S_ISREG(facts.st_mode))
-        size = facts.st_size;
-    return !S_ISDIR(facts.st_mode);
+        return largestBuffer;
+    if (S_ISDIR(facts.st_mode))
+        return noBuffer;
+    if (!S_ISREG(facts.st_mode) || facts.st_size >= static_cast<off_t>(largestBuffer))
+        return largestBuffer;
+    return std::max(static_cast<std::size_t>(facts.st_size) + 1, smallestBuffer);
 }
 
-std::size_t suitableBuffer(std::int64_t size) noexcept {
-    if (size == unknown || size >= static_cast<std::int64_t>(largestBuffer))
-        return largestBuffer;
-    return std::max(static_cast<std::size_t>(size) + 1, smallestBuffer);
+// Writes until all is written or the host refuses; how much it took.
+std::size_t writeTo(int descriptor, const char* source, std::size_t size) noexcept {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count =
+            retried([&] { return ::write(descriptor, source + done, size - done); });
+        if (count == 0)
+            errno = ENOSPC;
+        if (count <= 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
 }
 
 }  // namespace
 
-FILE::FILE(int openDescriptor, int openFlags, std::int64_t sizeAtOpening) noexcept
-    : capacity(suitableBuffer(sizeAtOpening)),
-      knownSize(sizeAtOpening),
-      diskPosition(sizeAtOpening == unknown ? unknown : 0),
+// The owner's hold on what writeAtExit looks at. It waits only for writeAtExit: a thread that was
+// ended in the middle leaves its hold to the file's next owner.
+class FILE::Hold {
+public:
+    explicit Hold(FILE& held) noexcept : file(held) {
+        User before = User::nobody;
+        while (!file.user.compare_exchange_weak(before, User::owner) && before != User::owner) {
+            before = User::nobody;
+            std::this_thread::yield();
+        }
+    }
+    ~Hold() { file.user = User::nobody; }
+
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    FILE& file;
+};
+
+FILE::FILE(int openDescriptor, int openFlags, std::size_t bufferSize) noexcept
+    : capacity(bufferSize),
       descriptor(openDescriptor),
       isReadable((openFlags & O_ACCMODE) != O_WRONLY),
       isWritable((openFlags & O_ACCMODE) != O_RDONLY),
@@ -126,42 +151,48 @@ FILE::FILE(int openDescriptor, int openFlags, std::int64_t sizeAtOpening) noexce
         addWriter(this);
 }
 
-FILE::~FILE() {
-    if (isWritable)
-        removeWriter(this);
-}
-
-bool FILE::fail(int number) noexcept {
-    inError = true;
-    errno = number;
-    return false;
-}
-
 bool FILE::allocate() noexcept {
-    if (buffer == nullptr)
+    if (buffer == nullptr) {
         buffer.reset(new (std::nothrow) char[capacity]);
-    return buffer != nullptr || fail(ENOMEM);
+        position = buffer.get();
+    }
+    if (buffer == nullptr)
+        errno = ENOMEM;
+    inError = inError || buffer == nullptr;
+    return buffer != nullptr;
 }
 
-std::size_t FILE::unwritten() const noexcept {
-    return isWriting ? static_cast<std::size_t>(position - buffer.get()) : 0;
+void FILE::makeEmpty() noexcept {
+    const Hold hold(*this);
+    isWriting = false;
+    unread = 0;
+    room = 0;
+    alreadyWritten = 0;
+    position = buffer.get();
+    nextReturn.place = nullptr;
+    nextFeed.place = nullptr;
 }
 
 bool FILE::startReading() noexcept {
-    if (!isReadable)
-        return fail(EBADF);
-    if (isWriting && !flush())
+    if (!isReadable) {
+        inError = true;
+        errno = EBADF;
         return false;
-    if (!allocate())
-        return false;
-    isWriting = false;
-    room = 0;
-    return true;
+    }
+    if (isWriting) {
+        if (!flush())
+            return false;
+        makeEmpty();
+    }
+    return allocate();
 }
 
 bool FILE::startWriting() noexcept {
-    if (!isWritable)
-        return fail(EBADF);
+    if (!isWritable) {
+        inError = true;
+        errno = EBADF;
+        return false;
+    }
     if (isWriting)
         return true;
     if (!allocate())
@@ -171,58 +202,35 @@ bool FILE::startWriting() noexcept {
     const std::int64_t here = unread > 0 ? tell() : -1;
     if (here >= 0 && !moveDescriptor(here))
         return false;
-    isWriting = true;
+    makeEmpty();
     atEnd = false;
-    unread = 0;
-    position = buffer.get();
-    room = isExiting ? 0 : capacity;
+    const Hold hold(*this);
+    isWriting = true;
+    room = capacity;
     return true;
 }
 
 // One read of the host; 0 at the end of the file and on failure, with the flag set.
 std::size_t FILE::transferIn(char* target, std::size_t size) noexcept {
-    ssize_t count = -1;
-    do
-        count = ::read(descriptor, target, size);
-    while (count < 0 && errno == EINTR);
-    if (count > 0) {
-        if (diskPosition >= 0)
-            diskPosition += count;
-        // Fewer bytes than asked for, up to the size that the file has: the next read would say
-        // that this is the end. The host makes up some files while they are read, of size 0.
-        hasReachedSize =
-            knownSize > 0 && diskPosition == knownSize && static_cast<std::size_t>(count) < size;
-        return static_cast<std::size_t>(count);
-    }
-    if (count == 0)
-        atEnd = true;
-    else
-        inError = true;
-    return 0;
+    const ssize_t count = retried([&] { return ::read(descriptor, target, size); });
+    atEnd = count == 0;
+    inError = inError || count < 0;
+    if (count <= 0)
+        return 0;
+    if (diskPosition >= 0)
+        diskPosition += count;
+    return static_cast<std::size_t>(count);
 }
 
-// Writes until all is written or the host refuses; how much it took.
+// Writes what doesn't go through the buffer, or no more; how much the host took.
 std::size_t FILE::transferOut(const char* source, std::size_t size) noexcept {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::write(descriptor, source + done, size - done);
-        if (count >= 0) {
-            done += static_cast<std::size_t>(count);
-        } else if (errno != EINTR) {
-            inError = true;
-            break;
-        }
-    }
-    if (isAppending)
-        diskPosition = -1;
-    else if (diskPosition >= 0)
-        diskPosition += static_cast<std::int64_t>(done);
+    const std::size_t done = writeTo(descriptor, source, size);
+    inError = inError || done < size;
     return done;
 }
 
 std::size_t FILE::fill() noexcept {
-    forgetPlaces();
-    position = buffer.get();
+    makeEmpty();
     unread = transferIn(position, capacity);
     return unread;
 }
@@ -231,19 +239,17 @@ std::size_t FILE::readSlowly(char* target, std::size_t size) noexcept {
     if (size == 0 || !startReading())
         return 0;
     std::size_t done = 0;
-    hasReachedSize = false;
     while (done < size) {
-        if (unread == 0 && hasReachedSize)
-            atEnd = true;
-        if (unread == 0 && !atEnd && size - done >= capacity) {
-            position = buffer.get();
+        if (unread == 0 && atEnd)
+            break;
+        if (unread == 0 && size - done >= capacity) {
             const std::size_t part = transferIn(target + done, size - done);
             if (part == 0)
                 break;
             done += part;
             continue;
         }
-        if (unread == 0 && (atEnd || fill() == 0))
+        if (unread == 0 && fill() == 0)
             break;
         const std::size_t part = std::min(unread, size - done);
         std::memcpy(target + done, position, part);
@@ -261,28 +267,51 @@ std::size_t FILE::writeSlowly(const char* source, std::size_t size) noexcept {
     while (done < size) {
         if (room == 0 && !flush())
             break;
-        if (unwritten() == 0 && (room == 0 || size - done >= capacity))
-            return done + transferOut(source + done, size - done);
+        if (position == buffer.get() && size - done >= capacity) {
+            const std::size_t part = transferOut(source + done, size - done);
+            advanceDisk(part);
+            return done + part;
+        }
         const std::size_t part = std::min(room, size - done);
-        std::memcpy(position, source + done, part);
-        position += part;
-        room -= part;
+        append(source + done, part);
         done += part;
     }
     return done;
 }
 
 bool FILE::flush() noexcept {
-    const std::size_t size = unwritten();
-    if (size == 0)
+    if (!isWriting)
         return true;
-    const std::size_t done = transferOut(buffer.get(), size);
-    if (done < size)
-        std::memmove(buffer.get(), buffer.get() + done, size - done);
-    position = buffer.get() + (size - done);
-    // At exit nothing is held any more, since nothing would write it later.
-    room = isExiting ? 0 : capacity - (size - done);
-    return done == size;
+    const Hold hold(*this);
+    const auto size = static_cast<std::size_t>(position - buffer.get());
+    alreadyWritten += transferOut(buffer.get() + alreadyWritten, size - alreadyWritten);
+    if (alreadyWritten < size)
+        return false;
+    advanceDisk(size);
+    position = buffer.get();
+    alreadyWritten = 0;
+    room = capacity;
+    return true;
+}
+
+void FILE::writeAtExit() noexcept {
+    constexpr int attempts = 100;
+    constexpr timespec pause{0, 1'000'000};
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        User before = User::nobody;
+        if (!user.compare_exchange_strong(before, User::exit)) {
+            // Its owner is writing it himself, and stays in that if the host doesn't take it.
+            nanosleep(&pause, nullptr);
+            continue;
+        }
+        if (isWriting) {
+            const char* const end = std::atomic_ref(position).load(std::memory_order_acquire);
+            const char* const begin = buffer.get() + alreadyWritten;
+            alreadyWritten += writeTo(descriptor, begin, static_cast<std::size_t>(end - begin));
+        }
+        user = User::nobody;
+        return;
+    }
 }
 
 bool FILE::seek(std::int64_t target) noexcept {
@@ -290,26 +319,10 @@ bool FILE::seek(std::int64_t target) noexcept {
         errno = EINVAL;
         return false;
     }
-    if (!flush())
+    if (!flush() || !moveDescriptor(target))
         return false;
-    forgetPlaces();
-    // A target among the bytes read ahead costs no call.
-    if (!isWriting && position != nullptr && diskPosition >= 0) {
-        const std::int64_t here = diskPosition - static_cast<std::int64_t>(unread);
-        if (target <= diskPosition && target >= here - (position - buffer.get())) {
-            position += target - here;
-            unread = static_cast<std::size_t>(diskPosition - target);
-            atEnd = false;
-            return true;
-        }
-    }
-    if (!moveDescriptor(target))
-        return false;
-    isWriting = false;
+    makeEmpty();
     atEnd = false;
-    unread = 0;
-    room = 0;
-    position = buffer.get();
     return true;
 }
 
@@ -320,21 +333,34 @@ bool FILE::moveDescriptor(std::int64_t target) noexcept {
     return true;
 }
 
+// Takes note of bytes that were written. Where appended ones stand only the host knows.
+void FILE::advanceDisk(std::size_t size) noexcept {
+    if (isAppending)
+        diskPosition = -1;
+    else if (diskPosition >= 0)
+        diskPosition += static_cast<std::int64_t>(size);
+}
+
 std::int64_t FILE::tell() noexcept {
-    // Where appended bytes will stand is known only once they do.
     if (isAppending && !flush())
         return -1;
-    if (diskPosition < 0)
-        diskPosition = lseek(descriptor, 0, SEEK_CUR);
-    if (diskPosition < 0)
-        return -1;
-    return diskPosition - static_cast<std::int64_t>(unread) +
-           static_cast<std::int64_t>(unwritten());
+    const Hold hold(*this);
+    if (diskPosition < 0) {
+        const off_t here = lseek(descriptor, 0, SEEK_CUR);
+        if (here < 0)
+            return -1;
+        diskPosition = here - static_cast<std::int64_t>(alreadyWritten);
+    }
+    return isWriting ? diskPosition + (position - buffer.get())
+                     : diskPosition - static_cast<std::int64_t>(unread);
 }
 
 bool FILE::close() noexcept {
     const bool isFlushed = flush();
     const int number = errno;
+    // From here on the descriptor's number may be that of another file.
+    if (isWritable)
+        removeWriter(this);
     const bool isClosed = ::close(descriptor) == 0;
     if (!isFlushed)
         errno = number;
@@ -348,11 +374,6 @@ const char* FILE::NextPlace::from(const char* begin, const char* end) noexcept {
         place = found == nullptr ? end : static_cast<const char*>(found);
     }
     return place;
-}
-
-void FILE::forgetPlaces() noexcept {
-    nextReturn.place = nullptr;
-    nextFeed.place = nullptr;
 }
 
 // Takes bytes that were read ahead, all but the returns and feeds among them.
@@ -395,12 +416,12 @@ FILE* fopen(const char* name, const char* mode) noexcept {
     Descriptor descriptor = openAt(AT_FDCWD, HostPath(name).c_str(), flags, 0666);
     if (!descriptor)
         return nullptr;
-    std::int64_t size = unknown;
-    if (!findSize(descriptor.get(), flags, size)) {
+    const std::size_t bufferSize = suitableBuffer(descriptor.get(), flags);
+    if (bufferSize == noBuffer) {
         errno = EISDIR;
         return nullptr;
     }
-    FILE* const file = new (std::nothrow) FILE(descriptor.get(), flags, size);
+    FILE* const file = new (std::nothrow) FILE(descriptor.get(), flags, bufferSize);
     if (file == nullptr)
         errno = ENOMEM;
     else

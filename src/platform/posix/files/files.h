@@ -5,6 +5,7 @@
 #ifndef SORVEX_PLATFORM_POSIX_FILES_FILES_H
 #define SORVEX_PLATFORM_POSIX_FILES_FILES_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -13,15 +14,13 @@
 
 namespace Sorvex::platform {
 
-/// An open file with a buffer, which holds either bytes read ahead or bytes not yet written.
+/// An open file with a buffer.
 ///
 /// Bytes that the disk refuses stay in the buffer, so that a later flush can still succeed.
 class FILE {
 public:
-    /// Takes over a descriptor that was just opened with these flags, of a file of this size; a
-    /// negative one isn't known.
-    FILE(int descriptor, int openFlags, std::int64_t size) noexcept;
-    ~FILE();
+    /// Takes over a descriptor that was just opened with these flags.
+    FILE(int descriptor, int openFlags, std::size_t bufferSize) noexcept;
 
     FILE(const FILE&) = delete;
     FILE& operator=(const FILE&) = delete;
@@ -39,9 +38,7 @@ public:
     std::size_t write(const void* source, std::size_t size) noexcept {
         if (size - 1 >= room)
             return writeSlowly(static_cast<const char*>(source), size);
-        copyBytes(position, source, size);
-        position += size;
-        room -= size;
+        append(source, size);
         return size;
     }
 
@@ -54,6 +51,10 @@ public:
 
     bool isAtEnd() const noexcept { return atEnd; }
     bool isInError() const noexcept { return inError; }
+
+    /// Writes what is buffered while the process ends, when another thread may be at work on the
+    /// file: the one thing of the object that it changes is what it tells the owner by.
+    void writeAtExit() noexcept;
 
     FILE* previousWriter = nullptr;
     FILE* nextWriter = nullptr;
@@ -76,6 +77,13 @@ private:
         }
     }
 
+    // The bytes are whole before writeAtExit sees that there are more.
+    void append(const void* source, std::size_t size) noexcept {
+        copyBytes(position, source, size);
+        std::atomic_ref(position).store(position + size, std::memory_order_release);
+        room -= size;
+    }
+
     // The next place of a character among the bytes read ahead, or their end. It is looked for anew
     // only once it is passed, so that a line costs no search for what is rare.
     struct NextPlace {
@@ -85,37 +93,46 @@ private:
         const char* from(const char* begin, const char* end) noexcept;
     };
 
+    // Who is changing what the buffer's state and its bytes already written are.
+    enum class User : std::uint8_t { nobody, owner, exit };
+    class Hold;
+
     void appendText(std::string& line, std::size_t size);
-    void forgetPlaces() noexcept;
     bool startReading() noexcept;
     bool startWriting() noexcept;
+    void makeEmpty() noexcept;
     bool allocate() noexcept;
     std::size_t fill() noexcept;
     std::size_t readSlowly(char* target, std::size_t size) noexcept;
     std::size_t writeSlowly(const char* source, std::size_t size) noexcept;
     std::size_t transferIn(char* target, std::size_t size) noexcept;
     std::size_t transferOut(const char* source, std::size_t size) noexcept;
-    std::size_t unwritten() const noexcept;
     bool moveDescriptor(std::int64_t target) noexcept;
-    bool fail(int number) noexcept;
+    void advanceDisk(std::size_t size) noexcept;
 
+    // The buffer is in one of three states:
+    // - empty: nothing is unread, there is no room, and it isn't writing;
+    // - reading: the unread bytes behind the position were read ahead; there is no room;
+    // - writing: the bytes up to the position are to be written, but for those already written, and
+    //   there is room for more behind it; nothing is unread.
     char* position = nullptr;
-    std::size_t unread = 0;  // bytes behind the position that were read ahead
-    std::size_t room = 0;    // bytes behind the position that may still be written; 0 when reading
+    std::size_t unread = 0;
+    std::size_t room = 0;
     NextPlace nextReturn{'\r'};
     NextPlace nextFeed{'\f'};
     std::unique_ptr<char[]> buffer;
     std::size_t capacity;
-    std::int64_t knownSize;     // when it was opened; negative when it isn't known
-    std::int64_t diskPosition;  // of the descriptor; negative while it isn't known
+    std::size_t alreadyWritten = 0;  // from the start of the buffer
+    std::int64_t diskPosition = -1;  // of the descriptor, when writing of the start of the buffer;
+                                     // negative while it isn't known
     int descriptor;
     bool isReadable;
     bool isWritable;
     bool isAppending;
     bool isWriting = false;
-    bool hasReachedSize = false;  // with the last read of the host
     bool atEnd = false;
     bool inError = false;
+    std::atomic<User> user = User::nobody;
 };
 
 /// Opens a file; null with errno set on failure, also for a directory.
