@@ -41,8 +41,9 @@ public:
 
     /// Removes the directory, which must be empty.
     ///
-    /// @param recursive removes everything in it first; a name that is a link goes without what is
-    ///     behind it, and the root of the file system is refused
+    /// @param recursive removes everything in it first, also what is mounted there; a name that is a
+    ///     link goes without what is behind it, and the root of the file system is refused wherever
+    ///     it is mounted
     /// @throws std::runtime_error "BDirectory::remove(): error removing directory ", the directory,
     ///     a blank and the error text; or what zap throws
     static void remove(const char* name, bool recursive);
@@ -52,7 +53,9 @@ public:
     /// the directory, which need not exist. Read-only entries are no exception where the platform
     /// lets them be removed. The root of the file system is refused with the failure of remove.
     ///
-    /// @param pattern as a BPathCursor takes it; null for all entries
+    /// @param pattern with the wildcards of a BPathCursor, or the name of one entry; null for all
+    ///     entries. It is text behind the directory: it never leads to another one, names a drive
+    ///     or starts at a root.
     /// @throws std::runtime_error what BPathCursor, BFile::remove, BPath::fullName or remove throw
     static void zap(const char* name, const char* pattern);
     BDirectory& zap(const char* pattern);  ///< Removes entries of the directory of the held name.

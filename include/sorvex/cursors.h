@@ -22,9 +22,9 @@ namespace Sorvex {
 /// pattern without either names one entry.
 ///
 /// A symbolic link is an entry of its own and no directory, wherever it leads. Entries may be
-/// removed while they are listed. The questions about the entry that the cursor stands on are
-/// answered after the last one, too; without an entry they give the empty string, 0 and false. A
-/// cursor belongs to one thread at a time.
+/// removed while they are listed. What a cursor tells of the entry that it stands on is what that
+/// was when the cursor came to it, also after the last one; without an entry it is the empty string,
+/// 0 and false. A cursor belongs to one thread at a time.
 class SORVEX_API BPathCursor {
 public:
     /// Stores both texts as they are; first() starts the search. A directory with an empty name has
@@ -80,7 +80,7 @@ public:
 
     /// The platform's attributes of the entry, which aren't those of a BPath: 0x1 read-only, 0x2
     /// hidden, 0x10 directory, 0x80 none of all, 0x400 link.
-    unsigned long attributes() const;
+    unsigned long attributes() const noexcept;
 
     /// Whether the entry has at least one of these attributes.
     bool hasAttribute(unsigned long attribute) const;
@@ -108,11 +108,10 @@ private:
     struct Record;
 
     bool prepare();
-    bool settle();
+    bool settle(void* found);
     bool settleEmpty();
     bool hasEntry() const noexcept;
     bool isOnDots() const noexcept;
-    const Record& wholeRecord() const;
     std::string searchText() const;
 
     bool valid = false;

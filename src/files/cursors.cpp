@@ -1,6 +1,5 @@
 #include <sorvex/cursors.h>
 
-#include <cstdint>
 #include <string_view>
 
 #include <sorvex/bpath.h>
@@ -28,10 +27,6 @@ TimeStamp localTime(const platform::FILETIME& time) {
                      calendar.wMinute, calendar.wSecond, calendar.wMilliseconds);
 }
 
-// What a listing knows of each entry without a look at the entry itself.
-constexpr std::uint32_t listedAttributes =
-    FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-
 }  // namespace
 
 BPathCursor::BPathCursor(const char* directory, const char* pattern)
@@ -49,10 +44,7 @@ BPathCursor::~BPathCursor() {
 }
 
 bool BPathCursor::first() {
-    if (!prepare())
-        return false;
-    findHandle = platform::FindFirstFileA(searchText().c_str(), findData.get());
-    return settle();
+    return prepare() && settle(platform::FindFirstFileA(searchText().c_str(), findData.get()));
 }
 
 // Ends an earlier search and makes room for the first entry of the next. No search is needed for a
@@ -69,7 +61,8 @@ bool BPathCursor::prepare() {
 }
 
 // Takes note of what a new search has found.
-bool BPathCursor::settle() {
+bool BPathCursor::settle(void* found) {
+    findHandle = found;
     if (findHandle != INVALID_HANDLE_VALUE) {
         valid = true;
         return true;
@@ -121,12 +114,6 @@ bool BPathCursor::hasEntry() const noexcept {
     return findData != nullptr && findData->cFileName[0] != '\0';
 }
 
-// The record of the present entry with everything that the platform tells.
-const BPathCursor::Record& BPathCursor::wholeRecord() const {
-    platform::completeFindData(findHandle, findData.get());
-    return *findData;
-}
-
 std::string BPathCursor::name() const {
     return hasEntry() ? std::string(findData->cFileName) : std::string();
 }
@@ -147,36 +134,32 @@ std::string BPathCursor::extension() const {
     return hasEntry() ? BPath::extension(findData->cFileName) : std::string();
 }
 
-unsigned long BPathCursor::attributes() const {
-    return hasEntry() ? wholeRecord().dwFileAttributes : 0;
+unsigned long BPathCursor::attributes() const noexcept {
+    return hasEntry() ? findData->dwFileAttributes : 0;
 }
 
 bool BPathCursor::hasAttribute(unsigned long attribute) const {
-    const std::uint32_t asked = asUnsigned32(attribute);
-    if (!hasEntry())
-        return false;
-    const Record& record = (asked & ~listedAttributes) == 0 ? *findData : wholeRecord();
-    return (record.dwFileAttributes & asked) != 0;
+    return (attributes() & asUnsigned32(attribute)) != 0;
 }
 
 bool BPathCursor::isDirectory() const noexcept {
-    return hasEntry() && (findData->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    return (attributes() & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 unsigned long BPathCursor::size() const {
-    return hasEntry() ? wholeRecord().nFileSizeLow : 0;
+    return hasEntry() ? findData->nFileSizeLow : 0;
 }
 
 TimeStamp BPathCursor::creationTime() const {
-    return hasEntry() ? localTime(wholeRecord().ftCreationTime) : TimeStamp(0UL, 0UL);
+    return hasEntry() ? localTime(findData->ftCreationTime) : TimeStamp(0UL, 0UL);
 }
 
 TimeStamp BPathCursor::lastAccessTime() const {
-    return hasEntry() ? localTime(wholeRecord().ftLastAccessTime) : TimeStamp(0UL, 0UL);
+    return hasEntry() ? localTime(findData->ftLastAccessTime) : TimeStamp(0UL, 0UL);
 }
 
 TimeStamp BPathCursor::lastWriteTime() const {
-    return hasEntry() ? localTime(wholeRecord().ftLastWriteTime) : TimeStamp(0UL, 0UL);
+    return hasEntry() ? localTime(findData->ftLastWriteTime) : TimeStamp(0UL, 0UL);
 }
 
 BDirectoryCursor::BDirectoryCursor(const char* directory, const char* pattern)
@@ -197,7 +180,8 @@ BDirectoryCursor::BDirectoryCursor(const std::string& directory, const char* pat
 BDirectoryCursor::~BDirectoryCursor() = default;
 
 bool BDirectoryCursor::first() {
-    return passOver(BPathCursor::first());
+    return passOver(prepare() &&
+                    settle(platform::findFirstDirectory(searchText().c_str(), findData.get())));
 }
 
 bool BDirectoryCursor::next() {
@@ -234,7 +218,8 @@ BFileCursor::BFileCursor(const char* path)
 BFileCursor::~BFileCursor() = default;
 
 bool BFileCursor::first() {
-    return passOver(BPathCursor::first());
+    return passOver(prepare() &&
+                    settle(platform::findFirstFile(searchText().c_str(), findData.get())));
 }
 
 bool BFileCursor::next() {

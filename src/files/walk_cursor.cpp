@@ -13,30 +13,26 @@ void* WalkCursor::searchOf(const WalkCursor* above) noexcept {
 void WalkCursor::startToEmpty() {
     if (!prepare())
         return;
-    findHandle =
-        platform::findFirstToEmpty(directoryPath.c_str(), searchPattern.c_str(), findData.get());
-    settleUnlessRoot();
+    settleUnlessRoot(
+        platform::findFirstToEmpty(directoryPath.c_str(), searchPattern.c_str(), findData.get()));
 }
 
 void WalkCursor::startToRemove(const WalkCursor* above) {
     if (!prepare())
         return;
-    findHandle =
-        platform::findFirstToRemove(searchOf(above), directoryPath.c_str(), findData.get());
-    settleUnlessRoot();
+    settleUnlessRoot(
+        platform::findFirstToRemove(searchOf(above), directoryPath.c_str(), findData.get()));
 }
 
 void WalkCursor::startToCopy(const WalkCursor* above) {
-    if (!prepare())
-        return;
-    findHandle = platform::findFirstToCopy(searchOf(above), directoryPath.c_str(), findData.get());
-    settle();
+    if (prepare())
+        settle(platform::findFirstToCopy(searchOf(above), directoryPath.c_str(), findData.get()));
 }
 
-void WalkCursor::settleUnlessRoot() {
-    if (findHandle == INVALID_HANDLE_VALUE && platform::GetLastError() == ERROR_CURRENT_DIRECTORY)
+void WalkCursor::settleUnlessRoot(void* found) {
+    if (found == INVALID_HANDLE_VALUE && platform::GetLastError() == ERROR_CURRENT_DIRECTORY)
         failure::raiseWithErrno("BDirectory::remove(): error removing directory ", directoryPath);
-    settle();
+    settle(found);
 }
 
 }  // namespace Sorvex

@@ -38,7 +38,7 @@ public:
 
 private:
     static void* searchOf(const WalkCursor* above) noexcept;
-    void settleUnlessRoot();
+    void settleUnlessRoot(void* found);
 };
 
 }  // namespace Sorvex

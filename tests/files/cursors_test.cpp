@@ -61,6 +61,21 @@ TEST_F(Cursors, StepInPlaceAndStayAtTheirEnd) {
     EXPECT_EQ(cursor.name(), firstName);
 }
 
+TEST_F(Cursors, KeepWhatTheirEntryWasWhenTheyCameToIt) {
+    BFileCursor file(here, "*.txt");
+    const TimeStamp written = file.lastWriteTime();
+    fs::remove(host("a.txt"));
+    EXPECT_EQ(file.size(), 5U);
+    EXPECT_TRUE(file.lastWriteTime() == written && written.julianDate() != 0);
+    // At the end it is the last one that the platform delivered, though it was passed over.
+    build({"d/e/"});
+    BFileCursor none(in("d"), "*");
+    EXPECT_FALSE(none);
+    EXPECT_FALSE(none.next());
+    EXPECT_EQ(none.name(), "e");
+    EXPECT_NE(none.lastWriteTime().julianDate(), 0U);
+}
+
 TEST_F(Cursors, ListNothingWithoutFailingAndFailToStepThen) {
     const std::string cases[][2] = {
         {in("missing"), "*"}, {here, "*.none"}, {here, "none"}, {"", "*"}, {here, ""}};

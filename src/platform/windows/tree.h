@@ -4,16 +4,29 @@
 
 #include "platform/windows/windows.h"
 
+#include <cstring>
 #include <memory>
 #include <string>
 
 namespace Sorvex::platform {
 
-/// A search leaves nothing out of its records.
-inline void completeFindData(HANDLE /*search*/, WIN32_FIND_DATAA* /*data*/) {}
+/// FindFirstFileA, whose records are whole at no cost, also for who wants only directories or only
+/// what is none.
+inline HANDLE findFirstDirectory(const char* text, WIN32_FIND_DATAA* data) {
+    return FindFirstFileA(text, data);
+}
 
-/// FindFirstFileA for the entries of a directory that are to be removed.
+inline HANDLE findFirstFile(const char* text, WIN32_FIND_DATAA* data) {
+    return FindFirstFileA(text, data);
+}
+
+/// FindFirstFileA for the entries of a directory that are to be removed. A pattern that holds a
+/// separator matches none.
 inline HANDLE findFirstToEmpty(const char* directory, const char* pattern, WIN32_FIND_DATAA* data) {
+    if (std::strpbrk(pattern, "\\/") != nullptr) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return INVALID_HANDLE_VALUE;
+    }
     return FindFirstFileA((std::string(directory) + '\\' + pattern).c_str(), data);
 }
 

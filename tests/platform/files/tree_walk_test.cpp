@@ -9,8 +9,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sorvex/bdirectory.h>
 #include <sorvex/cursors.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/child_process.h"
@@ -164,25 +167,41 @@ TEST_F(TreeWalks, CopeWithEveryName) {
     EXPECT_EQ(treeOf(""), Names{"to"});
 }
 
-TEST_F(TreeWalks, RemoveByFullNamesWhatAPatternFindsElsewhere) {
-    build({"sub/b/", "sub/a", "b/c/", "a"});
-    zap("", "sub\\?");
-    EXPECT_EQ(treeOf(""), (Names{"sub", "sub/a", "sub/b"}));
+TEST_F(TreeWalks, TakeAPatternForTextThatNamesEntriesOfTheOneDirectory) {
+    build({"tree/a:b", "tree/C:", "tree/\\", "tree/sub/a", "tree/c", "a", "b"});
+    const std::string tooLong = std::string(4096, '*') + "none";
+    EXPECT_FAILURE(zap("tree", tooLong.c_str()), search + in("tree\\") + tooLong);
+    for (const char* pattern :
+         {"C:..", "C:c", "..", ".", "..\\*", "sub\\a", "sub\\?", "/tmp", "C:\\*", "", "Z:*"})
+        zap("tree", pattern);
+    EXPECT_EQ(treeOf("tree").size(), 6U);
+    for (const char* pattern : {"a:b", "C:", "\xEF\x81\x9C", "sub"})
+        zap("tree", pattern);
+    EXPECT_EQ(treeOf(""), (Names{"tree", "tree/c", "a", "b"}));
 }
 
 // Runs as root in a root of its own, so that a fault could empty nothing else.
 TEST_F(TreeWalks, RefuseTheRootOfTheHost) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs a root of its own";
-    build({"tmp/empty/", "file"});
+    build({"tmp/empty/", "mounts/nested/", "file"});
     link("/", "link");
     const int status = Sorvex::testing::runInChild([&] {
+        // The root is mounted a second time, below.
+        const bool isNested = unshare(CLONE_NEWNS) == 0 &&
+                              mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              mount(directory.name().c_str(), host("mounts/nested").c_str(),
+                                    nullptr, MS_BIND, nullptr) == 0;
         ASSERT_EQ(chroot(directory.name().c_str()) + chdir("/tmp") + access("/file", F_OK), 0);
+        if (isNested) {
+            EXPECT_FAILURE(BDirectory::remove("C:\\mounts", true),
+                           removal + std::string("C:\\mounts\\nested Device or resource busy"));
+        }
         for (const std::string name : {"C:\\", "/", "C:", "\\\\", "//", "C:\\.", "/tmp/..", "..",
                                        "C:\\tmp\\empty\\..\\..", "\\link"}) {
             SCOPED_TRACE(name);
             const std::string text = removal + name + " Device or resource busy";
-            for (const char* pattern : {"*", "*.none", "file", "tmp\\*"})
+            for (const char* pattern : {"*", "*.none", "file", "C:"})
                 EXPECT_FAILURE(BDirectory::zap(name.c_str(), pattern), text);
             if (name != "\\link") {
                 EXPECT_FAILURE(BDirectory::remove(name.c_str(), true), text);
@@ -190,7 +209,7 @@ TEST_F(TreeWalks, RefuseTheRootOfTheHost) {
         }
     });
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(treeOf(""), (Names{"tmp", "tmp/empty", "file", "link"}));
+    EXPECT_EQ(treeOf(""), (Names{"tmp", "tmp/empty", "mounts", "mounts/nested", "file", "link"}));
 }
 
 TEST_F(TreeWalks, LeaveNothingOpenWhenTheyFail) {

@@ -49,6 +49,17 @@ struct FileIdentity {
     std::uint32_t deviceMinor = 0;
 };
 
+/// Whether an entry is not the host's root. False with errno set to EBUSY when it is, and with
+/// another number when the host can't tell.
+inline bool isBelowHostRoot(EntryAt entry, int flags) noexcept {
+    FileIdentity root;
+    FileIdentity named;
+    if (!named.read(entry, flags) || !root.read({AT_FDCWD, "/"}, 0))
+        return false;
+    errno = EBUSY;
+    return named != root;
+}
+
 /// Whether an entry is a symbolic link, wherever it leads.
 inline bool isLink(EntryAt entry) noexcept {
     struct statx facts;

@@ -37,6 +37,13 @@ HostPath::HostPath(const char* name) noexcept {
         append(name[2] == '\0' ? "/" : name + 2);
 }
 
+HostPath HostPath::ofEntry(const char* name) noexcept {
+    HostPath path;
+    if (std::strpbrk(name, "\\/") == nullptr)
+        path.append(name);
+    return path;
+}
+
 void HostPath::append(const char* name) noexcept {
     while (*name != '\0' && length < limit) {
         if (std::strncmp(name, shownBackslash.data(), shownBackslash.size()) == 0) {

@@ -34,6 +34,10 @@ class HostPath {
 public:
     explicit HostPath(const char* name) noexcept;
 
+    /// The name of an entry of some directory: text in which no drive or root counts. What holds a
+    /// separator names no entry and is the empty name.
+    static HostPath ofEntry(const char* name) noexcept;
+
     const char* c_str() const noexcept { return text; }
     std::string_view view() const noexcept { return {text, length}; }
 
@@ -45,6 +49,7 @@ public:
     void dropTrailingDots() noexcept;
 
 private:
+    HostPath() noexcept { text[0] = '\0'; }
     void append(const char* name) noexcept;
 
     // One more than the host takes, its terminator included.

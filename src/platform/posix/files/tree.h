@@ -3,7 +3,7 @@
 // Each works on the entry that a search stands on, and reaches it from the directory that the
 // search has open: a name is never looked up again on the way down, so nobody can lead a walk out
 // of its tree by putting a link in the place of a directory. The full names beside it are for hosts
-// without such steps, and for a search of entries that don't lie where their full names say.
+// without such steps.
 #ifndef SORVEX_PLATFORM_POSIX_FILES_TREE_H
 #define SORVEX_PLATFORM_POSIX_FILES_TREE_H
 
@@ -12,8 +12,8 @@
 
 namespace Sorvex {
 
-/// What the first search of a removal fails with when it would empty the host's root; errno is
-/// EBUSY then.
+/// What a search of a removal fails with when it would empty the host's root, with errno EBUSY, or
+/// when the host can't tell whether it would.
 constexpr platform::DWORD ERROR_CURRENT_DIRECTORY = 16;
 
 }  // namespace Sorvex
@@ -21,6 +21,9 @@ constexpr platform::DWORD ERROR_CURRENT_DIRECTORY = 16;
 namespace Sorvex::platform {
 
 /// FindFirstFileA for the entries of a directory that are to be removed. A link is followed.
+///
+/// The pattern is text: it names or matches entries of that one directory, and where it holds a
+/// separator none.
 HANDLE findFirstToEmpty(const char* directory, const char* pattern, WIN32_FIND_DATAA* data);
 
 /// FindFirstFileA for all entries of a directory that is to be removed. A link has none.
@@ -37,7 +40,7 @@ HANDLE findFirstToCopy(HANDLE above, const char* fullName, WIN32_FIND_DATAA* dat
 /// `remove` for what a search stands on.
 int removeFound(HANDLE search, const char* fullName) noexcept;
 
-/// `_rmdir` for what a search stands on, or for a name when the search is null.
+/// `_rmdir` for what a search stands on.
 int removeFoundDirectory(HANDLE search, const char* fullName) noexcept;
 
 /// Opens a directory that a tree is copied to, and gives a handle for closeCopyTarget. Never fails:
