@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/base/descriptor.h"
 #include "support/child_process.h"
 #include "support/directory_test.h"
 #include "support/failure_assertions.h"
@@ -59,6 +60,17 @@ TEST_F(FilesTest, UnderstandsTheModesOfThePlatformAndLeaksNothing) {
         }
     EXPECT_EQ(contentsOf(name), "ab");
     EXPECT_EQ(platform::fopen(directory.name().c_str(), "r"), nullptr);
+    EXPECT_EQ(Sorvex::testing::openDescriptors(), before);
+}
+
+TEST_F(FilesTest, CloseADescriptorWhenItsOwnerTakesAnother) {
+    const std::size_t before = Sorvex::testing::openDescriptors();
+    platform::Descriptor held = platform::openAt(AT_FDCWD, "/", O_PATH);
+    const int first = held.get();
+    held = platform::openAt(AT_FDCWD, "/", O_PATH);
+    EXPECT_EQ(fcntl(first, F_GETFD), -1);
+    EXPECT_NE(fcntl(held.get(), F_GETFD), -1);
+    held = platform::Descriptor();
     EXPECT_EQ(Sorvex::testing::openDescriptors(), before);
 }
 

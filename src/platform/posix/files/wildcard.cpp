@@ -80,6 +80,9 @@ void Wildcard::addElement(char character, bool mayBeEndOfName) {
     ++elementCount;
 }
 
+// One character of the name: states move over the elements that take it, and stay where a run of
+// '*' passes over it. A greedy matcher that goes back to the last '*' isn't enough here, because '?'
+// and '.' may also stand for nothing.
 void Wildcard::step(Word* states, char character, const Words& loops) const noexcept {
     const Word* const taken = &takers[byteOf(character) * wordCount];
     Word carry = 0;
@@ -90,8 +93,9 @@ void Wildcard::step(Word* states, char character, const Words& loops) const noex
     }
 }
 
-// Adds the states that are reached from others over elements that stand for nothing, whole runs of
-// them at once: each round doubles the distance.
+// The epsilon closure: adds the states that are reached from others over elements that stand for
+// nothing. A state spreads over a run of n such elements in log n rounds, since each round doubles
+// the distance (parallel prefix); 'passable' keeps the runs that are long enough for it.
 void Wildcard::skip(Word* states, const Words& skipped) const noexcept {
     Word carry = 0;
     for (std::size_t word = 0; word < wordCount; ++word) {

@@ -29,8 +29,10 @@ public:
     bool matches(std::string_view name) const noexcept;
 
 private:
-    // The states of an automaton that has read a part of the name, one bit each: bit n is set when
-    // the first n elements can stand for what was read. Nearly every pattern needs one word.
+    // The states of a nondeterministic automaton (NFA) that has read a part of the name, one bit
+    // each, as in the Shift-And algorithm (Baeza-Yates and Gonnet 1992, extended by Wu and Manber
+    // 1992): bit n is set when the first n elements can stand for what was read. Nearly every
+    // pattern needs one word.
     using Word = std::uint64_t;
     using Words = std::vector<Word>;
 
