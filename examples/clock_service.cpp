@@ -120,9 +120,9 @@ void SORVEX_CALL enterClock(ServiceNumber count, const char** arguments) {
 }
 
 int serve() {
-    Clock clock("clock");
-    theClock = &clock;
-    BServiceManager::add(&clock, enterClock);
+    // It is never destroyed: its thread may still be on its way out when the manager returns.
+    theClock = new Clock("clock");
+    BServiceManager::add(theClock, enterClock);
     try {
         BServiceManager::start();
     } catch (const std::exception& failure) {
