@@ -1,5 +1,6 @@
 // The database of services, seen through the service classes: what they hand on, every failure
 // whole, and who may do what.
+#include <atomic>
 #include <climits>
 #include <utility>
 
@@ -161,6 +162,9 @@ TEST_F(ServiceManagerTest, RefusesWhatNoServiceCanHave) {
     create({.name = "c", .dependencies = "+late\0"});
     create({.name = "d", .group = "LATE", .dependencies = "b\0"});
     const std::string tooLong(257, 'n');
+    std::string tooMany;
+    while (tooMany.size() <= 1 << 20)
+        tooMany.append(256, 'n').push_back('\0');
     const std::pair<Installation, platform::DWORD> cases[] = {
         {{.name = ""}, ERROR_INVALID_NAME},
         {{.name = "../b"}, ERROR_INVALID_NAME},
@@ -176,6 +180,7 @@ TEST_F(ServiceManagerTest, RefusesWhatNoServiceCanHave) {
         {{.access = 0x200}, ERROR_ACCESS_DENIED},
         {{.dependencies = "a\\b\0"}, ERROR_INVALID_PARAMETER},
         {{.dependencies = "+\0"}, ERROR_INVALID_PARAMETER},
+        {{.dependencies = tooMany.c_str()}, ERROR_INVALID_PARAMETER},
         {{.dependencies = "ODD\0"}, ERROR_CIRCULAR_DEPENDENCY},
         {{.group = "own", .dependencies = "+own\0"}, ERROR_CIRCULAR_DEPENDENCY},
         {{.name = "a", .dependencies = "x\0C\0"}, ERROR_CIRCULAR_DEPENDENCY}};
@@ -240,12 +245,52 @@ TEST_F(ServiceManagerTest, ADamagedRecordIsAFailureForItsServiceAlone) {
     create({});
     create({.name = "broken", .display = "Broken"});
     directory.file("database/broken/configuration", "nonsense");
+    // What is foreign to the database is removed with its service.
+    std::filesystem::create_directories(directory.path() / "database/broken/foreign/more/still");
+    directory.file("database/broken/foreign/more/file");
     EXPECT_EQ(start("broken"), ERROR_INVALID_DATA);
     EXPECT_EQ(errorOf([&] { manager.getKeyName("Broken"); }), ERROR_SERVICE_DOES_NOT_EXIST);
     EXPECT_EQ(manager.getKeyName("odd"), "odd");
     EXPECT_EQ(creationError({.name = "more", .dependencies = "broken\0"}), 0U);
     EXPECT_EQ(remove("broken"), 0U);
-    EXPECT_EQ(creationError({.name = "broken"}), 0U);
+    EXPECT_EQ(creationError({.name = "broken", .display = "Whole"}), 0U);
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "database/.remains"));
+    // A display name whose entry is lost is still found, and still taken.
+    directory.file("database/.names/whole", "");
+    EXPECT_EQ(manager.getKeyName("whole"), "broken");
+    EXPECT_EQ(creationError({.name = "other", .display = "Whole"}), ERROR_DUPLICATE_SERVICE_NAME);
+}
+
+TEST_F(ServiceManagerTest, GivesBackItsLocks) {
+    using namespace platform::services;
+    const auto lockOf = [this](const char* name) {
+        return tryLock(platform::openAt(AT_FDCWD, directory.name(name).c_str(), O_RDONLY), LOCK_EX);
+    };
+    FileLock lock = lockOf("run");
+    lock = lockOf("database");
+    EXPECT_TRUE(lockOf("run"));
+    EXPECT_FALSE(lockOf("database"));
+    lock.release();
+
+    // A thread that is to be ended keeps its lock to the end of the scope, and no longer.
+    static const Store* store = nullptr;
+    static std::atomic<bool> isLocked;
+    const Store opened;
+    store = &opened;
+    isLocked = false;
+    const auto hold = [](void*) -> unsigned long {
+        const auto exclusive = store->database().lock(LOCK_EX);
+        isLocked = true;
+        usleep(50000);
+        return 0;
+    };
+    platform::DWORD id = 0;
+    const auto thread = platform::CreateThread(nullptr, 0, hold, nullptr, 0, &id);
+    EXPECT_TRUE(comesTrue([] { return isLocked.load(); }));
+    EXPECT_TRUE(platform::TerminateThread(thread, 9));
+    platform::WaitForSingleObject(thread, generousMilliseconds);
+    EXPECT_TRUE(lockOf("database"));
+    platform::CloseHandle(thread);
 }
 
 TEST_F(ServiceManagerTest, KeepsEverythingPrivateAndRefusesPlacesThatAreNot) {

@@ -23,8 +23,9 @@ TEST(ServicePlaces, AreFixedAndNotToldByTheEnvironment) {
         EXPECT_EQ(places.database.base, isRoot ? "/var/lib" : account->pw_dir);
         EXPECT_EQ(places.database.steps, (Steps{isRoot ? "sorvex" : ".sorvex", "services"}));
         EXPECT_EQ(places.runtime.base, isRoot ? "/run" : account->pw_dir);
-        // A home directory may be shared by several machines, so the host's name comes last.
+        // A home directory may be shared by several machines, so what tells them apart comes last.
         EXPECT_EQ(places.runtime.steps.size(), isRoot ? 2U : 3U);
+        EXPECT_EQ(places.logs.steps.back(), isRoot ? "sorvex" : "log");
         EXPECT_EQ(places.runtime.steps[1], isRoot ? "services" : "run");
     });
     EXPECT_EQ(result, 0);

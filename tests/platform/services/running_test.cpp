@@ -2,12 +2,22 @@
 // programs that die in the middle of a call, and by programs of others.
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
+#include <thread>
 #include <tuple>
 #include <utility>
 
 #include <fcntl.h>
+#include <grp.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
 #include <sys/fsuid.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -85,9 +95,135 @@ TEST_F(RunningServiceTest, StartsAProcessThatHasNothingOfItsStarter) {
         EXPECT_NE(status.find(line), std::string::npos) << status;
     for (const auto& descriptor : fs::directory_iterator(facts / "fd")) {
         const fs::path target = fs::read_symlink(descriptor);
-        EXPECT_EQ(target == "/dev/null", std::stoi(descriptor.path().filename()) < 3) << target;
+        const int number = std::stoi(descriptor.path().filename());
+        EXPECT_EQ(target == "/dev/null", number == 0) << target;
+        EXPECT_EQ(target == directory.path() / "log/detached.log", number == 1 || number == 2);
         EXPECT_NE(target, file);
+        // Directories are mere places (O_PATH), so a service that gives up rights can't list or
+        // lock them.
+        if (fs::is_directory(target)) {
+            EXPECT_NE(contentsOf(facts / "fdinfo" / descriptor.path().filename()).find("\t012"),
+                      std::string::npos)
+                << target;
+        }
     }
+}
+
+TEST_F(RunningServiceTest, RunsWithTheRightsOfItsUserAlone) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+    constexpr uid_t nobody = 65534;
+    const std::string own = directory.name("own");
+    const std::string program = own + "/program";
+    std::filesystem::create_directory(own);
+    std::filesystem::copy_file(thisProgram(), program);
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0711));
+    for (const std::string& name : {own, program})
+        EXPECT_EQ(chown(name.c_str(), nobody, nobody), 0);
+    // One of root's that has taken on a user's rights for a while, and one with a set-user-id bit.
+    for (const uid_t real : {0U, 1U}) {
+        const std::string service = "of" + std::to_string(real);
+        const int result = runInChild([&] {
+            servicePlaces().directory = own;
+            EXPECT_EQ(real == 0 ? seteuid(nobody) : setresuid(real, nobody, 0), 0);
+            BServiceControlManager others;
+            const std::string command = program + " " + own + " " + service;
+            BServiceControl(others, service.c_str(), nullptr, command.c_str(), SERVICE_DEMAND_START,
+                            SERVICE_WIN32_OWN_PROCESS, SERVICE_ERROR_NORMAL, all, nullptr, nullptr,
+                            nullptr, nullptr);
+            BServiceControl opened(others, service.c_str(), all);
+            opened.start(0, nullptr);
+        });
+        EXPECT_EQ(result, 0);
+        ASSERT_EQ(processes().size(), 1U);
+        const auto facts = contentsOf("/proc/" + std::to_string(processes().front()) + "/status");
+        for (const char* line : {"Uid:\t65534\t65534\t65534\t65534\n",
+                                 "Gid:\t65534\t65534\t65534\t65534\n", "Groups:\t65534 \n"})
+            EXPECT_NE(facts.find(line), std::string::npos) << facts;
+        end(processes());
+    }
+    // Groups that are not the user's and can't be given up.
+    const int result = runInChild([&] {
+        servicePlaces().directory = own;
+        constexpr gid_t daemons = 1;
+        EXPECT_EQ(setgroups(1, &daemons), 0);
+        EXPECT_TRUE(setgid(nobody) == 0 && setresuid(nobody, nobody, nobody) == 0);
+        BServiceControlManager others;
+        EXPECT_EQ(errorOf([&] { BServiceControl(others, "of1", all).start(0, nullptr); }),
+                  ERROR_ACCESS_DENIED);
+    });
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(RunningServiceTest, KeepsWhatItsServicesWrite) {
+    namespace fs = std::filesystem;
+    createServing("odd");
+    const std::string log = directory.name("log/odd.log");
+    const auto startAndStop = [&] {
+        EXPECT_TRUE(runs("odd"));
+        EXPECT_EQ(send("odd", SERVICE_CONTROL_STOP), 0U);
+    };
+    startAndStop();
+    startAndStop();
+    EXPECT_EQ(contentsOf(log), "at work\nreally\nat work\nreally\n");
+    fs::resize_file(log, (1 << 20) + 1);
+    startAndStop();
+    EXPECT_EQ(contentsOf(log), "at work\nreally\n");
+    EXPECT_EQ(fs::file_size(log + ".1"), (1U << 20) + 1);
+    EXPECT_EQ(fs::status(log).permissions(), fs::perms(0600));
+    // Where it can't be written the service runs without.
+    const std::string victim = directory.file("victim", "untouched");
+    fs::remove(log);
+    fs::create_symlink(victim, log);
+    startAndStop();
+    EXPECT_EQ(contentsOf(victim), "untouched");
+}
+
+TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
+    const std::tuple<const char*, platform::DWORD, bool> cases[] = {
+        {"", 0, true},
+        {"shutdown", SERVICE_CONTROL_SHUTDOWN, true},
+        {"pending", ERROR_PROCESS_ABORTED, false}};
+    createServing("odd");
+    for (const auto& [manner, exitCode, hasToRun] : cases) {
+        ASSERT_EQ(start("odd", manner), 0U);
+        EXPECT_TRUE(!hasToRun || reaches("odd", SERVICE_RUNNING));
+        kill(processes().at(0), SIGTERM);
+        EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
+        EXPECT_EQ(query("odd").exitCode(), exitCode) << manner;
+        EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
+    }
+}
+
+TEST_F(RunningServiceTest, WorksOnOlderHosts) {
+    // They have neither handles for processes nor a call that closes descriptors by the dozen.
+    const auto older = [] {
+        std::vector<sock_filter> program = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+        for (const unsigned call : {unsigned{SYS_pidfd_open}, unsigned{SYS_pidfd_send_signal},
+                                    unsigned{SYS_close_range}}) {
+            program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1));
+            program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS));
+        }
+        program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+        const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+        EXPECT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+        EXPECT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+    };
+    createServing("odd");
+    const std::string idle = "/usr/bin/tail -f " + directory.file("data");
+    create({.name = "idle", .command = idle.c_str()});
+    create({.name = "gone", .command = "/bin/true"});
+    const int result = runInChild([&] {
+        older();
+        EXPECT_TRUE(runs("odd"));
+        EXPECT_EQ(send("odd", 130), ERROR_SERVICE_NOT_ACTIVE);
+        EXPECT_EQ(start("gone"), ERROR_SERVICE_REQUEST_TIMEOUT);
+        servicePlaces().limit = std::chrono::milliseconds(300);
+        EXPECT_EQ(start("idle"), ERROR_SERVICE_REQUEST_TIMEOUT);
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
 }
 
 TEST_F(RunningServiceTest, TellsWhyAProgramDoesNotRun) {
@@ -150,6 +286,62 @@ TEST_F(RunningServiceTest, NoticesADeathAtOnce) {
     // A death in a handler is no answer.
     EXPECT_EQ(send("mortal", 130), ERROR_SERVICE_NOT_ACTIVE);
     EXPECT_EQ(query("mortal").exitCode(), ERROR_PROCESS_ABORTED);
+
+    // A caller that is asleep meanwhile finds another process than the one that it asked.
+    ASSERT_TRUE(runs("mortal"));
+    const std::vector<pid_t> asked = processes();
+    const pid_t caller =
+        forked([&] { _exit(send("mortal", 129) == ERROR_SERVICE_NOT_ACTIVE ? 0 : 1); });
+    usleep(200000);
+    kill(caller, SIGSTOP);
+    end(asked);
+    EXPECT_TRUE(runs("mortal"));
+    kill(caller, SIGCONT);
+    int result = -1;
+    EXPECT_EQ(waitpid(caller, &result, 0), caller);
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(RunningServiceTest, TakesALockForMoreThanARecord) {
+    createServing("odd");
+    ASSERT_TRUE(runs("odd"));
+    // Seen from where the number of its process means nothing.
+    if (geteuid() == 0) {
+        const int result = runInChild([&] {
+            ASSERT_EQ(unshare(CLONE_NEWPID), 0);
+            const int inner = runInChild([&] {
+                EXPECT_EQ(query("odd").state(), SERVICE_RUNNING);
+                EXPECT_EQ(start("odd"), ERROR_SERVICE_ALREADY_RUNNING);
+                EXPECT_EQ(send("odd", 128), 0U);
+            });
+            EXPECT_EQ(inner, 0);
+        });
+        EXPECT_EQ(result, 0);
+    }
+    directory.file("run/services/odd/state", std::string(160, '\0'));
+    EXPECT_EQ(errorOf([&] { query("odd"); }), ERROR_INVALID_DATA);
+    EXPECT_EQ(start("odd"), ERROR_SERVICE_ALREADY_RUNNING);
+    EXPECT_EQ(send("odd", 128), 0U);
+    EXPECT_EQ(query("odd").state(), SERVICE_RUNNING);
+    directory.file("run/services/odd/state", "");
+    EXPECT_EQ(send("odd", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(query("odd").state(), SERVICE_STOPPED);
+}
+
+TEST_F(RunningServiceTest, WaitsForDescriptors) {
+    createServing("poor");
+    ASSERT_TRUE(runs("poor"));
+    const pid_t process = processes().at(0);
+    rlimit before{};
+    EXPECT_EQ(prlimit(process, RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit none{4, before.rlim_max};
+    EXPECT_EQ(prlimit(process, RLIMIT_NOFILE, &none, nullptr), 0);
+    std::thread caller([&] { EXPECT_EQ(send("poor", 128), 0U); });
+    usleep(100000);
+    EXPECT_EQ(query("poor").checkPoint(), 0U);
+    EXPECT_EQ(prlimit(process, RLIMIT_NOFILE, &before, nullptr), 0);
+    caller.join();
+    EXPECT_EQ(query("poor").checkPoint(), 1U);
 }
 
 TEST_F(RunningServiceTest, AHangingHandlerBlocksNobodyElse) {
@@ -210,8 +402,26 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
     ASSERT_TRUE(runs("left"));
     EXPECT_EQ(processes().size(), 1U);
     EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
+
+    // A sibling whose record is damaged is in nobody's way, and can be stopped.
+    directory.file("database/left/configuration", "nonsense");
+    ASSERT_TRUE(runs("right"));
     EXPECT_EQ(send("left", SERVICE_CONTROL_STOP), 0U);
+    EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
     EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
+    EXPECT_EQ(remove("left"), 0U);
+
+    // A sibling that dies while it is asked makes room for a process of the service's own.
+    create({.name = "left", .command = command.c_str(), .type = SERVICE_WIN32_SHARE_PROCESS});
+    ASSERT_TRUE(runs("right"));
+    const std::vector<pid_t> sibling = processes();
+    kill(sibling.at(0), SIGSTOP);
+    std::thread starter([&] { EXPECT_TRUE(runs("left")); });
+    usleep(200000);
+    end(sibling);
+    starter.join();
+    EXPECT_EQ(query("left").state(), SERVICE_RUNNING);
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "run/services/.shared"));
 }
 
 TEST_F(RunningServiceTest, StartsWhatItDependsOnFirst) {
@@ -226,6 +436,19 @@ TEST_F(RunningServiceTest, StartsWhatItDependsOnFirst) {
     EXPECT_EQ(send("base", SERVICE_CONTROL_STOP), ERROR_DEPENDENT_SERVICES_RUNNING);
     for (const char* name : {"top", "member", "base"})
         EXPECT_EQ(send(name, SERVICE_CONTROL_STOP), 0U) << name;
+
+    // Eight of them at once wait for what one of them starts, which waits for another itself.
+    createServing("late");
+    createServing("between", "late\0");
+    EXPECT_EQ(successesOfEight(0,
+                               [&](const std::string& name) {
+                                   createServing(name, "between\0");
+                                   return start(name);
+                               }),
+              8);
+    EXPECT_EQ(send("late", SERVICE_CONTROL_PAUSE), 0U);
+    createServing("more", "late\0");
+    EXPECT_EQ(start("more"), 0U);
 
     createServing("a", "broken\0");
     createServing("b", "missing\0");
@@ -294,6 +517,12 @@ TEST_F(RunningServiceTest, AStartThatIsKilledIsDoneOrCanBeRepeated) {
 TEST_F(RunningServiceTest, ObeysRequestsOfItsOwnUserOnly) {
     createServing("private");
     ASSERT_TRUE(runs("private"));
+    const auto descriptors = [&] {
+        const std::filesystem::directory_iterator entries(
+            "/proc/" + std::to_string(processes().at(0)) + "/fd");
+        return std::distance(std::filesystem::begin(entries), std::filesystem::end(entries));
+    };
+    const auto before = descriptors();
     std::vector<Descriptor> connections;
     // Nothing, too little, too much, another version, and names that don't end in the packet.
     const std::uint32_t packets[][3] = {{0x53565831, 0, 0},     {0x53565831, 0, 8},
@@ -301,8 +530,23 @@ TEST_F(RunningServiceTest, ObeysRequestsOfItsOwnUserOnly) {
                                         {0x53565831, 257, 272}, {0x53565831, 0xFFFFFFFF, 272}};
     for (const auto& [signature, nameLength, size] : packets)
         connections.push_back(sendPacket("private", {signature, 2, 128, nameLength}, size));
+    // Descriptors that nobody asked for.
+    connections.clear();
+    for (int count = 0; count < 20; ++count) {
+        const Descriptor connection = sendPacket("private", {}, 0);
+        alignas(cmsghdr) char space[CMSG_SPACE(3 * sizeof(int))] = {};
+        char text[272] = {};
+        iovec part{text, sizeof text};
+        msghdr message{nullptr, 0, &part, 1, space, sizeof space, 0};
+        cmsghdr* const header = CMSG_FIRSTHDR(&message);
+        *header = {CMSG_LEN(3 * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
+        const int numbers[3] = {connection.get(), 0, 0};
+        memcpy(CMSG_DATA(header), numbers, sizeof numbers);
+        EXPECT_EQ(sendmsg(connection.get(), &message, MSG_NOSIGNAL), 272);
+    }
     EXPECT_EQ(send("private", 128), 0U);
     EXPECT_EQ(query("private").checkPoint(), 1U);
+    EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can be somebody else";
 

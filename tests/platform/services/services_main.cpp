@@ -1,4 +1,6 @@
 // The main function of the tests, which start their own program as services of several manners.
+#include <iostream>
+
 #include <gmock/gmock.h>
 
 #include <unistd.h>
@@ -16,7 +18,7 @@ testing::ServicePlaces& testing::servicePlaces() {
 
 platform::services::Places platform::services::placesOfUser() {
     const std::string& directory = testing::servicePlaces().directory;
-    return {{directory, {"database"}}, {directory, {"run", "services"}}};
+    return {{directory, {"database"}}, {directory, {"run", "services"}}, {directory, {"log"}}};
 }
 
 std::chrono::milliseconds platform::services::responseLimit() noexcept {
@@ -29,16 +31,22 @@ class HostedService : public BService {
 public:
     using BService::BService;
 
-    // Writes down its arguments. The first one may be a manner to start in: "fail" or "pending".
+    // Writes down its arguments. The first one may be a manner to start in: "fail", "pending", or
+    // "shutdown" to accept that as well. A service called "late" takes its time.
     void run(std::uint32_t count, const char** arguments) override {
         std::ofstream file(directory + name() + ".arguments");
         for (std::uint32_t index = 0; index < count; ++index)
             file << arguments[index] << '\n';
         file.close();
+        std::cout << "at work" << std::endl;
+        std::cerr << "really" << std::endl;
         const std::string manner = count > 1 ? arguments[1] : "";
         if (manner == "pending")
             return report(SERVICE_START_PENDING);
-        status().acceptControls(SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PAUSE_CONTINUE);
+        if (name() == "late")
+            usleep(200000);
+        status().acceptControls(SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PAUSE_CONTINUE |
+                                (manner == "shutdown" ? SERVICE_ACCEPT_SHUTDOWN : 0));
         if (manner != "fail")
             return report(SERVICE_RUNNING);
         // Late enough for the dispatcher to wait by then.
@@ -51,7 +59,9 @@ public:
     // 131 leaves a child behind, 132 reports that it is stopped and lets the process live on, 133
     // gives up root's rights.
     void control(std::uint32_t code) override {
-        if (code == SERVICE_CONTROL_STOP || code == 132)
+        if (code == SERVICE_CONTROL_SHUTDOWN)
+            status().setExitCode(code);
+        if (code == SERVICE_CONTROL_STOP || code == SERVICE_CONTROL_SHUTDOWN || code == 132)
             report(SERVICE_STOPPED);
         else if (code == SERVICE_CONTROL_PAUSE)
             report(SERVICE_PAUSED);

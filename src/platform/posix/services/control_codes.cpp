@@ -21,6 +21,8 @@ DWORD acceptanceFor(DWORD code) noexcept {
         case SERVICE_CONTROL_PAUSE:
         case SERVICE_CONTROL_CONTINUE:
             return SERVICE_ACCEPT_PAUSE_CONTINUE;
+        case SERVICE_CONTROL_SHUTDOWN:
+            return SERVICE_ACCEPT_SHUTDOWN;
         case SERVICE_CONTROL_PARAMCHANGE:
             return SERVICE_ACCEPT_PARAMCHANGE;
         case SERVICE_CONTROL_NETBINDADD:
@@ -42,7 +44,8 @@ DWORD accessForControl(DWORD code) {
         return SERVICE_INTERROGATE;
     if (isOwnCode(code))
         return SERVICE_USER_DEFINED_CONTROL;
-    if (acceptanceFor(code) != 0)
+    // The system alone tells that the machine shuts down.
+    if (code != SERVICE_CONTROL_SHUTDOWN && acceptanceFor(code) != 0)
         return SERVICE_PAUSE_CONTINUE;
     refuse(ERROR_INVALID_PARAMETER);
 }

@@ -1,7 +1,9 @@
 #include "platform/posix/services/dispatcher.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -48,6 +50,38 @@ bool isValid(const SERVICE_STATUS& status) noexcept {
            status.dwCurrentState <= SERVICE_PAUSED;
 }
 
+// A program without a handler of its own for SIGTERM takes it as a control, so that a host that
+// shuts down ends services in order. The handler only leaves word with the dispatcher's thread.
+constinit std::atomic<int> wakeOfTermination{-1};
+constinit std::atomic<pid_t> processOfTermination{0};
+constinit std::atomic<bool> isTerminationDue{false};
+
+void noteTermination(int signal) {
+    // A child that the service has forked has no dispatcher.
+    if (getpid() != processOfTermination) {
+        ::signal(signal, SIG_DFL);
+        raise(signal);
+        return;
+    }
+    const int error = errno;
+    isTerminationDue = true;
+    constexpr std::uint64_t one = 1;
+    static_cast<void>(!write(wakeOfTermination, &one, sizeof one));
+    errno = error;
+}
+
+// Changes what SIGTERM does, if it does this at the moment.
+void changeTermination(void (*from)(int), void (*to)(int)) {
+    struct sigaction action {};
+    sigaction(SIGTERM, nullptr, &action);
+    if ((action.sa_flags & SA_SIGINFO) != 0 || action.sa_handler != from)
+        return;
+    action = {};
+    action.sa_handler = to;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+}
+
 }  // namespace
 
 Dispatcher& Dispatcher::ofProcess() {
@@ -62,8 +96,13 @@ void Dispatcher::run(const SERVICE_TABLE_ENTRYA* newTable) {
     connectToStarter();
     for (const auto* entry = newTable; entry->lpServiceName != nullptr; ++entry)
         table.emplace_back(entry->lpServiceName, entry->lpServiceProc);
+    // Before an entry point can set a handler of its own.
+    wakeOfTermination = wake.get();
+    processOfTermination = getpid();
+    changeTermination(SIG_DFL, noteTermination);
     takeFirstStart();
     serveUntilStopped();
+    changeTermination(noteTermination, SIG_DFL);
     connections.clear();
 }
 
@@ -151,6 +190,8 @@ LPSERVICE_MAIN_FUNCTIONA Dispatcher::entryFor(const Request& request) const {
 
 void Dispatcher::serveUntilStopped() {
     while (waitForWork()) {
+        if (isTerminationDue.exchange(false))
+            passTermination();
         if (!acceptConnections())
             poll(nullptr, 0, pauseWithoutDescriptors);
         for (std::size_t next = 0; next < connections.size();) {
@@ -223,6 +264,28 @@ void Dispatcher::serve(Connection& connection) {
                             ? Reply{takeStart(*request), {}}
                             : answer(*connection.service, request->number);
     send(connection.socket.get(), reply);
+}
+
+// Tells all services that the machine shuts down, or to stop. Where none of them takes the control,
+// the signal does what it does by itself.
+void Dispatcher::passTermination() {
+    bool isTaken = false;
+    for (std::size_t next = 0;; ++next) {
+        std::unique_lock lock(mutex);
+        if (next == services.size())
+            break;
+        HostedService& service = *services[next];
+        lock.unlock();
+        Reply reply = answer(service, SERVICE_CONTROL_SHUTDOWN);
+        if (reply.error != ERROR_SUCCESS)
+            reply = answer(service, SERVICE_CONTROL_STOP);
+        isTaken = isTaken || reply.error == ERROR_SUCCESS ||
+                  reply.status.dwCurrentState == SERVICE_STOP_PENDING;
+    }
+    if (isTaken)
+        return;
+    changeTermination(noteTermination, SIG_DFL);
+    raise(SIGTERM);
 }
 
 Reply Dispatcher::answer(HostedService& service, DWORD code) {

@@ -53,6 +53,7 @@ private:
     bool waitForWork();
     bool acceptConnections();
     void serve(Connection& connection);
+    void passTermination();
     Reply answer(HostedService& service, DWORD code);
     DWORD takeStart(Request& request);
     LPSERVICE_MAIN_FUNCTIONA entryFor(const Request& request) const;

@@ -25,24 +25,22 @@ namespace {
 constexpr int firstOwnDescriptor = 3;
 constexpr int failedChild = 127;
 
-// Above the three streams, which the child replaces, even where the starter has closed its own.
-Descriptor aboveStreams(int number) {
-    const Descriptor original(number);
-    Descriptor moved(fcntl(number, F_DUPFD_CLOEXEC, firstOwnDescriptor));
-    if (!moved)
+// A copy above the three streams, which the child replaces, even where the starter has closed its
+// own.
+Descriptor aboveStreams(const Descriptor& original) {
+    Descriptor copy(fcntl(original.get(), F_DUPFD_CLOEXEC, firstOwnDescriptor));
+    if (!copy)
         refuseWithErrno();
-    return moved;
+    return copy;
 }
 
 Pipe makePipe() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         refuseWithErrno();
-    Descriptor second(ends[1]);
-    Pipe made;
-    made.reading = aboveStreams(ends[0]);
-    made.writing = aboveStreams(second.release());
-    return made;
+    const Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
+    return {aboveStreams(reading), aboveStreams(writing)};
 }
 
 bool readWhole(int file, void* target, std::size_t size) {
@@ -85,6 +83,7 @@ struct ChildPlan {
     char* const* arguments;
     char* const* environment;
     const ServiceUser* user;
+    int log;       // where the program writes, or a negative number
     int reports;   // tells the number of the process, then why its program can't be run
     int commands;  // gives the word to run the program
     int release;   // gives the word that the process has been seen
@@ -111,15 +110,17 @@ void resetSignals() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-bool openNullStreams() {
+bool openStreams(int log) {
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (null < 0)
         return false;
     // The null device itself may have become one of the streams, and a copy onto itself would keep
     // the mark that closes it.
-    for (int stream = 0; stream < firstOwnDescriptor; ++stream)
-        if (null == stream ? fcntl(null, F_SETFD, 0) < 0 : dup2(null, stream) < 0)
+    for (int stream = 0; stream < firstOwnDescriptor; ++stream) {
+        const int source = stream == STDIN_FILENO || log < 0 ? null : log;
+        if (source == stream ? fcntl(source, F_SETFD, 0) < 0 : dup2(source, stream) < 0)
             return false;
+    }
     return true;
 }
 
@@ -191,7 +192,7 @@ bool becomeUser(const ServiceUser& user) {
     setsid();
     resetSignals();
     umask(S_IWGRP | S_IWOTH);
-    if (!becomeUser(*plan.user) || chdir("/") != 0 || !openNullStreams())
+    if (!becomeUser(*plan.user) || chdir("/") != 0 || !openStreams(plan.log))
         reportAndExit(plan.reports);
 
     // All else is closed, so this one is put where the gap can begin right behind it.
@@ -218,17 +219,19 @@ bool becomeUser(const ServiceUser& user) {
 
 }  // namespace
 
-Launch::Launch(const Command& command) {
+Launch::Launch(const Command& command, const Descriptor& log) {
     std::vector<std::string> argumentTexts = command.arguments;
     const ServiceUser user = serviceUser();
     std::vector<std::string> environmentTexts = environmentFor(user);
     const std::vector<char*> arguments = pointersTo(argumentTexts);
     const std::vector<char*> environment = pointersTo(environmentTexts);
+    const Descriptor output = log ? aboveStreams(log) : Descriptor();
     Pipe report = makePipe();
     Pipe order = makePipe();
     Pipe release = makePipe();
-    const ChildPlan plan{command.program.c_str(), arguments.data(),    environment.data(),   &user,
-                         report.writing.get(),    order.reading.get(), release.reading.get()};
+    const ChildPlan plan{
+        command.program.c_str(), arguments.data(),    environment.data(),   &user, output.get(),
+        report.writing.get(),    order.reading.get(), release.reading.get()};
 
     const pid_t parent = fork();
     if (parent < 0)

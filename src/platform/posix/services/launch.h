@@ -16,11 +16,12 @@ struct Pipe {
 };
 
 /// A process that is nobody's child, in a session of its own, in the root directory, with default
-/// signals, a fixed environment, and the null device as its three streams. It waits before it runs
+/// signals, a fixed environment, and the null device as its standard input. It waits before it runs
 /// its program, and ends with this object unless it has been left on its own.
 class Launch {
 public:
-    explicit Launch(const Command& command);
+    /// @param log where its standard output and error go; the null device when it is none
+    Launch(const Command& command, const Descriptor& log);
     ~Launch();
 
     Launch(const Launch&) = delete;

@@ -10,11 +10,15 @@ namespace Sorvex::platform::services {
 
 Places placesOfUser() {
     if (geteuid() == 0)
-        return {{"/var/lib", {"sorvex", "services"}}, {"/run", {"sorvex", "services"}}};
+        return {{"/var/lib", {"sorvex", "services"}},
+                {"/run", {"sorvex", "services"}},
+                {"/var/log", {"sorvex"}}};
 
     // A home directory may be shared by several machines, but a running process belongs to one.
     const std::string home = serviceUser().home;
-    return {{home, {".sorvex", "services"}}, {home, {".sorvex", "run", fileKey(machineName())}}};
+    return {{home, {".sorvex", "services"}},
+            {home, {".sorvex", "run", fileKey(machineName())}},
+            {home, {".sorvex", "log"}}};
 }
 
 }  // namespace Sorvex::platform::services

@@ -9,6 +9,7 @@ namespace Sorvex::platform::services {
 struct Places {
     PrivatePlace database;  // survives the machine's restart
     PrivatePlace runtime;
+    PrivatePlace logs;  // what services write to their standard streams
 };
 
 /// The places of the calling process's user: fixed ones for root, else below the home directory

@@ -15,6 +15,7 @@
 #include "platform/posix/services/disk_steps.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/launch.h"
+#include "platform/posix/services/logs.h"
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 #include "platform/posix/services/service_user.h"
@@ -325,7 +326,7 @@ bool Starter::handToSibling(Run& run) const {
 
 void Starter::handToNewProcess(Run& run) const {
     const TimeLimit limit(responseLimit());
-    Launch launch(findCommand(run.configuration.commandLine));
+    Launch launch(findCommand(run.configuration.commandLine), openLog(run.key));
     const StartSocket socket(store.runtime(), launch.process().id);
     run.state.setProcess(launch.process());
     launch.go();
