@@ -55,6 +55,8 @@ std::string groupFile() {
         "users:x:6000:\n"
         "staff:x:6001:ada,ghost\n"
         "both:x:6002:ada,bob\n"
+        "alpha:x:6010:bob\n"
+        "beta:x:6010:alone\n"
         "k\xC3\xB6nige:x:6003:bob,gr\xC3\xBC\xC3\x9F\n"
         "latin\xFC:x:6004:bob\n" +
         std::string(63, 'l') + ":x:6005:md5\n" + std::string(64, 'l') + ":x:6006:old\n";
@@ -179,6 +181,8 @@ TEST_F(Accounts, GroupsAreThoseThatListTheUserAndHisPrimaryGroup) {
         {"bob", "latin\xFC", true},
         {"gr\xC3\xBC\xC3\x9F", "k\xC3\xB6nige", true},
         {"alone", "users", false},
+        {"alone", "alpha", false},
+        {"alone", "beta", true},
         {"many", "group399", true},
         {"many", "users", true},
         {"md5", std::string(63, 'l'), true},

@@ -1,10 +1,13 @@
 #include "platform/posix/hostinfo/accounts.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
-#include <cstring>
+#include <fstream>
+#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <grp.h>
@@ -93,37 +96,68 @@ private:
     std::basic_string<WCHAR> texts;  // each with its NUL
 };
 
+struct LocalGroup {
+    std::string name;
+    std::string members;  // each with a comma before and behind it
+};
+
+// The host's own groups by their numbers, of which several groups can have the same: the name
+// service tells of the first alone.
+std::multimap<gid_t, LocalGroup> localGroups() {
+    std::multimap<gid_t, LocalGroup> groups;
+    std::ifstream file("/etc/group");
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t nameEnd = line.find(':');
+        const std::size_t passwordEnd = line.find(':', nameEnd + 1);
+        const std::size_t numberEnd = line.find(':', passwordEnd + 1);
+        gid_t number = noGroup;
+        if (nameEnd == std::string::npos || passwordEnd == std::string::npos ||
+            numberEnd == std::string::npos ||
+            std::from_chars(&line[passwordEnd + 1], &line[numberEnd], number).ptr !=
+                &line[numberEnd])
+            continue;
+        std::string members(1, ',');
+        members.append(line, numberEnd + 1).push_back(',');
+        groups.emplace(number, LocalGroup{line.substr(0, nameEnd), std::move(members)});
+    }
+    return groups;
+}
+
+using Names = std::vector<std::string>;
+
+// Adds the name of a group if it has one; 0, or the code of a database that can't be asked.
+NET_API_STATUS addNameOf(gid_t number, Names& names) {
+    struct group record {};
+    LookupBuffer buffer;
+    const int error = lookUp(
+        record, buffer, [number](auto... arguments) { return ::getgrgid_r(number, arguments...); });
+    if (error == 0)
+        names.emplace_back(record.gr_name);
+    return error == 0 || error == ENOENT ? NERR_Success : errorFromErrno(error);
+}
+
+NET_API_STATUS addGroupsThatList(const std::string& user, Names& names) {
+    const std::multimap<gid_t, LocalGroup> local = localGroups();
+    std::string listed(1, ',');
+    listed.append(user).push_back(',');
+    for (const gid_t number : groupsThatList(user)) {
+        const auto [first, last] = local.equal_range(number);
+        for (auto group = first; group != last; ++group)
+            if (group->second.members.find(listed) != std::string::npos)
+                names.push_back(group->second.name);
+        if (first != last)
+            continue;
+        if (const NET_API_STATUS status = addNameOf(number, names); status != NERR_Success)
+            return status;
+    }
+    return NERR_Success;
+}
+
 struct GroupList {
     BYTE** list;
     DWORD* entriesRead;
     DWORD* totalEntries;
 };
-
-NET_API_STATUS listNames(const std::vector<gid_t>& groups, DWORD preferredLength,
-                         const GroupList& target) {
-    NameList names(preferredLength);
-    LookupBuffer buffer;
-    DWORD nameless = 0;
-    bool isWhole = true;
-    for (const gid_t number : groups) {
-        struct group record {};
-        const int error = lookUp(record, buffer, [number](auto... arguments) {
-            return ::getgrgid_r(number, arguments...);
-        });
-        if (error == ENOENT)
-            ++nameless;
-        else if (error != 0)
-            return errorFromErrno(error);
-        else if (!(isWhole = names.add(record.gr_name)))
-            break;
-    }
-    *target.list = names.makeBlock();
-    if (*target.list == nullptr && names.size() != 0)
-        return ERROR_NOT_ENOUGH_MEMORY;
-    *target.entriesRead = names.size();
-    *target.totalEntries = isWhole ? names.size() : static_cast<DWORD>(groups.size()) - nameless;
-    return isWhole ? NERR_Success : ERROR_MORE_DATA;
-}
 
 // Both lists are made alike but for the groups that stand in them.
 template <typename Choose>
@@ -143,7 +177,19 @@ NET_API_STATUS listGroups(const WCHAR* server, const WCHAR* user, DWORD level,
     // A group can go on listing a user who is no more.
     if (error != 0)
         return error == ENOENT ? NERR_UserNotFound : errorFromErrno(error);
-    return listNames(choose(name, account), preferredLength, target);
+    Names names;
+    if (const NET_API_STATUS status = choose(name, account, names); status != NERR_Success)
+        return status;
+    NameList fitting(preferredLength);
+    const bool isWhole =
+        std::all_of(names.begin(), names.end(),
+                    [&fitting](const std::string& each) { return fitting.add(each.c_str()); });
+    *target.list = fitting.makeBlock();
+    if (*target.list == nullptr && fitting.size() != 0)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    *target.entriesRead = fitting.size();
+    *target.totalEntries = static_cast<DWORD>(names.size());
+    return isWhole ? NERR_Success : ERROR_MORE_DATA;
 }
 
 }  // namespace
@@ -151,16 +197,17 @@ NET_API_STATUS listGroups(const WCHAR* server, const WCHAR* user, DWORD level,
 NET_API_STATUS NetUserGetLocalGroups(const WCHAR* server, const WCHAR* user, DWORD level,
                                      DWORD /*flags*/, BYTE** list, DWORD preferredLength,
                                      DWORD* entriesRead, DWORD* totalEntries) {
-    return listGroups(
-        server, user, level, preferredLength, {list, entriesRead, totalEntries},
-        [](const std::string& name, const struct passwd&) { return groupsThatList(name); });
+    return listGroups(server, user, level, preferredLength, {list, entriesRead, totalEntries},
+                      [](const std::string& name, const struct passwd&, Names& names) {
+                          return addGroupsThatList(name, names);
+                      });
 }
 
 NET_API_STATUS NetUserGetGroups(const WCHAR* server, const WCHAR* user, DWORD level, BYTE** list,
                                 DWORD preferredLength, DWORD* entriesRead, DWORD* totalEntries) {
     return listGroups(server, user, level, preferredLength, {list, entriesRead, totalEntries},
-                      [](const std::string&, const struct passwd& account) {
-                          return std::vector<gid_t>{account.pw_gid};
+                      [](const std::string&, const struct passwd& account, Names& names) {
+                          return addNameOf(account.pw_gid, names);
                       });
 }
 
