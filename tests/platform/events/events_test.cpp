@@ -129,6 +129,10 @@ TEST(Events, WaitOnThroughSignals) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(event.wait(100, Sharing::process), WAIT_TIMEOUT);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+    // Each interrupted call would add what its start and its end take.
+    const auto beginOfSleep = std::chrono::steady_clock::now();
+    Sleep(500);
+    EXPECT_LT(std::chrono::steady_clock::now() - beginOfSleep, std::chrono::milliseconds(590));
     setitimer(ITIMER_REAL, &never, nullptr);
     std::signal(SIGALRM, previous);
     EXPECT_GT(signals, 1);
@@ -420,6 +424,27 @@ TEST_F(PlantedEvents, AreAFailureAndStayWhereTheyCantBePutAside) {
     const Descriptor foreign = platform::openAt(AT_FDCWD, (directory / "locked").c_str(), O_RDWR);
     ASSERT_EQ(flock(foreign.get(), LOCK_SH), 0);
     expectFailure("locked");
+}
+
+TEST_F(PlantedEvents, AreNotLockedByTheChildOfAKilledHolder) {
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t holder = forked([&] {
+        const EventDirectory held(ours);
+        if (const pid_t child = forked([] { pause(); }); write(ends[1], &child, sizeof child) > 0)
+            std::raise(SIGKILL);
+    });
+    pid_t child = 0;
+    ASSERT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    waitpid(holder, nullptr, 0);
+    EXPECT_EQ(runInChild([&] {
+                  alarm(60);
+                  create("a", Arrival::created, ours);
+              }),
+              0);
+    kill(child, SIGKILL);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(PlantedEvents, NameTakenByAnotherDoesNotKeepTheOwnerOut) {

@@ -1,5 +1,6 @@
 #include "platform/posix/events/event_directory.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -7,6 +8,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -88,6 +90,17 @@ Descriptor openOrMake(const EventHome& home) {
     return {};
 }
 
+// One thread of a process at a time, so that a child knows what it got.
+constinit std::atomic<bool> isInUse{false};
+constinit std::atomic<int> usedDescriptor{-1};
+
+// In a forked child: its copy of the directory would go on holding the lock behind a parent that is
+// killed.
+void leaveToParent() {
+    Descriptor(usedDescriptor.exchange(-1));
+    isInUse = false;
+}
+
 void changeSignals(const std::uint64_t* blocked, std::uint64_t* before) noexcept {
     // The runtime library's own call leaves its reserved signals out.
     syscall(SYS_rt_sigprocmask, SIG_SETMASK, blocked, before, sizeof(std::uint64_t));
@@ -118,21 +131,40 @@ void SignalBlock::rest() const noexcept {
     changeSignals(&all, nullptr);
 }
 
-EventDirectory::EventDirectory(const EventHome& home) : directory(openOrMake(home)) {
-    while (directory && flock(directory.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK)
-            directory = Descriptor();
-        else
+EventDirectory::EventDirectory(const EventHome& home) {
+    static const bool forksAreSeen = pthread_atfork(nullptr, nullptr, leaveToParent) == 0;
+    for (int error = EWOULDBLOCK; error == EWOULDBLOCK && forksAreSeen;) {
+        // A thread can be ended while it rests, so it keeps nothing then.
+        if (isInUse.exchange(true, std::memory_order_acquire)) {
             signals.rest();
+            continue;
+        }
+        directory = openOrMake(home);
+        usedDescriptor = directory.get();
+        if (directory && flock(directory.get(), LOCK_EX | LOCK_NB) == 0)
+            return;
+        error = errno;
+        giveUp();
+        if (error == EWOULDBLOCK)
+            signals.rest();
+        errno = error;
     }
 }
 
 EventDirectory::~EventDirectory() {
+    if (!directory)
+        return;
     const int error = errno;
     // Closing alone would leave the lock to a child that another thread has forked meanwhile.
-    if (directory)
-        flock(directory.get(), LOCK_UN);
+    flock(directory.get(), LOCK_UN);
+    giveUp();
     errno = error;
+}
+
+void EventDirectory::giveUp() noexcept {
+    usedDescriptor = -1;
+    directory = Descriptor();
+    isInUse.store(false, std::memory_order_release);
 }
 
 }  // namespace Sorvex::platform

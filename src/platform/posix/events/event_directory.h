@@ -55,6 +55,8 @@ public:
     int descriptor() const noexcept { return directory.get(); }
 
 private:
+    void giveUp() noexcept;
+
     SignalBlock signals;
     Descriptor directory;
 };

@@ -64,10 +64,16 @@ void Sleep(DWORD milliseconds) {
     while (milliseconds == INFINITE)
         pause();
 
-    timespec remaining{};
-    remaining.tv_sec = static_cast<time_t>(milliseconds / 1000);
-    remaining.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
-    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {}
+    // A moment and not a duration, so that signals don't make the sleep longer.
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += static_cast<time_t>(milliseconds / 1000);
+    end.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
+    if (end.tv_nsec >= 1000000000L) {
+        end.tv_nsec -= 1000000000L;
+        ++end.tv_sec;
+    }
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {}
 }
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
