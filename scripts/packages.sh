@@ -6,6 +6,7 @@ packagesToTest=(googletest libgtest-dev libgmock-dev pkg-config tzdata locales
     binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
 packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib
     libbenchmark-dev libabsl-dev libboost-dev libfmt-dev libpoco-dev)
+packagesForReport=(gnuplot-nox python3)
 packagesForSite=(doxygen doxygen-awesome-css)
 packagesToCheckSite=(chromium linkchecker python3)
 packagesForWindows=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64)
