@@ -110,6 +110,18 @@ constexpr ServiceNumber SERVICE_INTERROGATE = 0x80;            ///< to have it r
 constexpr ServiceNumber SERVICE_USER_DEFINED_CONTROL = 0x100;  ///< to send it codes of its own
 constexpr ServiceNumber SERVICE_ALL_ACCESS = 0xF01FF;          ///< all of these, and to delete it
 
+// Rights that either handle knows.
+constexpr ServiceNumber DELETE = 0x10000;                    ///< to delete the service
+constexpr ServiceNumber READ_CONTROL = 0x20000;              ///< to read who may do what
+constexpr ServiceNumber WRITE_DAC = 0x40000;                 ///< to change who may do what
+constexpr ServiceNumber WRITE_OWNER = 0x80000;               ///< to change the owner
+constexpr ServiceNumber STANDARD_RIGHTS_REQUIRED = 0xF0000;  ///< these four
+constexpr ServiceNumber MAXIMUM_ALLOWED = 0x2000000;         ///< what the caller can get
+constexpr ServiceNumber GENERIC_ALL = 0x10000000;            ///< all that the handle knows
+constexpr ServiceNumber GENERIC_EXECUTE = 0x20000000;        ///< to use what is there
+constexpr ServiceNumber GENERIC_WRITE = 0x40000000;          ///< to change what is there
+constexpr ServiceNumber GENERIC_READ = 0x80000000;           ///< to ask for what is there
+
 }  // namespace Sorvex
 
 #endif

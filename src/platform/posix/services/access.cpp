@@ -8,13 +8,6 @@ namespace Sorvex::platform::services {
 
 namespace {
 
-constexpr DWORD readControl = 0x20000;
-constexpr DWORD maximumAllowed = 0x2000000;
-constexpr DWORD genericAll = 0x10000000;
-constexpr DWORD genericExecute = 0x20000000;
-constexpr DWORD genericWrite = 0x40000000;
-constexpr DWORD genericRead = 0x80000000;
-
 struct GenericRights {
     DWORD read;
     DWORD write;
@@ -23,14 +16,15 @@ struct GenericRights {
 };
 
 constexpr GenericRights managerRights = {
-    readControl | SC_MANAGER_ENUMERATE_SERVICE | SC_MANAGER_QUERY_LOCK_STATUS,
-    readControl | SC_MANAGER_CREATE_SERVICE | SC_MANAGER_MODIFY_BOOT_CONFIG,
-    readControl | SC_MANAGER_CONNECT | SC_MANAGER_LOCK, SC_MANAGER_ALL_ACCESS};
+    READ_CONTROL | SC_MANAGER_ENUMERATE_SERVICE | SC_MANAGER_QUERY_LOCK_STATUS,
+    READ_CONTROL | SC_MANAGER_CREATE_SERVICE | SC_MANAGER_MODIFY_BOOT_CONFIG,
+    READ_CONTROL | SC_MANAGER_CONNECT | SC_MANAGER_LOCK, SC_MANAGER_ALL_ACCESS};
 
-constexpr GenericRights serviceRights = {readControl | SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS |
-                                             SERVICE_INTERROGATE | SERVICE_ENUMERATE_DEPENDENTS,
-                                         readControl | SERVICE_CHANGE_CONFIG,
-                                         readControl | SERVICE_START | SERVICE_STOP |
+constexpr GenericRights serviceRights = {READ_CONTROL | SERVICE_QUERY_CONFIG |
+                                             SERVICE_QUERY_STATUS | SERVICE_INTERROGATE |
+                                             SERVICE_ENUMERATE_DEPENDENTS,
+                                         READ_CONTROL | SERVICE_CHANGE_CONFIG,
+                                         READ_CONTROL | SERVICE_START | SERVICE_STOP |
                                              SERVICE_PAUSE_CONTINUE | SERVICE_USER_DEFINED_CONTROL,
                                          SERVICE_ALL_ACCESS};
 
@@ -38,11 +32,11 @@ DWORD granted(DWORD asked, const GenericRights& rights) {
     const struct {
         DWORD generic;
         DWORD specific;
-    } spellings[] = {{genericRead, rights.read},
-                     {genericWrite, rights.write},
-                     {genericExecute, rights.execute},
-                     {genericAll, rights.all},
-                     {maximumAllowed, rights.all}};
+    } spellings[] = {{GENERIC_READ, rights.read},
+                     {GENERIC_WRITE, rights.write},
+                     {GENERIC_EXECUTE, rights.execute},
+                     {GENERIC_ALL, rights.all},
+                     {MAXIMUM_ALLOWED, rights.all}};
     for (const auto& spelling : spellings)
         if ((asked & spelling.generic) != 0)
             asked = (asked & ~spelling.generic) | spelling.specific;
