@@ -15,5 +15,6 @@
 #include <sorvex/services.h>
 #include <sorvex/sync.h>
 #include <sorvex/timestamp.h>
+#include <sorvex/version.h>
 
 #endif

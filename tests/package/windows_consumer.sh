@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 cmake -G Ninja -S "$source/tests/package/consumer" -B "$work/consumer" \
     --toolchain "$source/cmake/toolchains/$toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
-    -DSorvex_DIR="$work/prefix/lib/cmake/Sorvex" >/dev/null
+    -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/consumer"
 cp "$work/prefix/bin/libsorvex.dll" "$work/consumer/"
 
@@ -24,4 +24,5 @@ for image in "$work/consumer/libsorvex.dll" "$work/consumer/consumer.exe"; do
         exit 1
     fi
 done
-[ -z "$runner" ] || "$runner" "$work/consumer/consumer.exe"
+cd "$work/consumer"
+[ -z "$runner" ] || "$runner" ./consumer.exe libsorvex.dll
