@@ -9,6 +9,7 @@
 
 #include <gnu/libc-version.h>
 #include <link.h>
+#include <sys/syscall.h>
 #include <ucontext.h>
 
 namespace Sorvex::platform {
@@ -80,35 +81,79 @@ Code codeAround(Function* function) {
     return codeAround(reinterpret_cast<std::uintptr_t>(function));
 }
 
+#if defined(__x86_64__) || defined(__aarch64__)
+
+// Whether it is a call for memory, which the allocator makes with its lock held.
+template <typename Register>
+bool isForMemory(Register call) noexcept {
+    constexpr Register calls[] = {SYS_brk,      SYS_madvise, SYS_mmap,
+                                  SYS_mprotect, SYS_mremap,  SYS_munmap};
+    return std::find(std::begin(calls), std::end(calls), call) != std::end(calls);
+}
+
+#endif
+
+// Where a thread was interrupted, and whether that is at a system call, which either has returned
+// or is about to be made, perhaps again.
 #if defined(__x86_64__)
 
-constexpr int instructionPointer = REG_RIP;
+std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
+    return static_cast<std::uintptr_t>(thread.uc_mcontext.gregs[REG_RIP]);
+}
 
 bool isSystemCall(const unsigned char* place) noexcept {
     return place[0] == 0x0F && place[1] == 0x05;
 }
 
-// Whether a call for memory, which the allocator makes with its lock held, stands before a place:
-// the instruction that loads the call's number and the system call.
+// Whether the call before a place is for memory, as the instruction that loads its number tells:
+// the register holds the result by then.
 bool endsCallForMemory(const unsigned char* place) noexcept {
-    constexpr unsigned char calls[] = {9, 10, 11, 12, 25, 28};
     constexpr unsigned char restOfNumber[] = {0, 0, 0};
     return place[-7] == 0xB8 && std::memcmp(place - 5, restOfNumber, sizeof restOfNumber) == 0 &&
-           std::find(std::begin(calls), std::end(calls), place[-6]) != std::end(calls);
+           isForMemory(int{place[-6]});
 }
 
-// An interrupted system call either has returned or is about to be made again.
-bool standsAtSystemCall(std::uintptr_t address) noexcept {
-    const auto* const place = reinterpret_cast<const unsigned char*>(address);
-    return isSystemCall(place) || (isSystemCall(place - 2) && !endsCallForMemory(place));
+bool standsAtSystemCall(const ucontext_t& thread) noexcept {
+    const auto* const place = reinterpret_cast<const unsigned char*>(placeOf(thread));
+    if (isSystemCall(place))
+        return !isForMemory(thread.uc_mcontext.gregs[REG_RAX]);
+    return isSystemCall(place - 2) && !endsCallForMemory(place);
 }
 
 #elif defined(__i386__)
 
-constexpr int instructionPointer = REG_EIP;
+std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
+    return static_cast<std::uintptr_t>(thread.uc_mcontext.gregs[REG_EIP]);
+}
 
 // The C library makes its calls in a page of the kernel's, outside its own code.
-constexpr bool standsAtSystemCall(std::uintptr_t /*address*/) noexcept {
+constexpr bool standsAtSystemCall(const ucontext_t& /*thread*/) noexcept {
+    return false;
+}
+
+#elif defined(__aarch64__)
+
+std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
+    return thread.uc_mcontext.pc;
+}
+
+// The call's number outlasts the call in its register.
+bool standsAtSystemCall(const ucontext_t& thread) noexcept {
+    constexpr std::uint32_t supervisorCall = 0xD4000001;  // svc #0
+    constexpr int numberRegister = 8;
+    const auto* const place = reinterpret_cast<const std::uint32_t*>(placeOf(thread));
+    return (place[0] == supervisorCall || place[-1] == supervisorCall) &&
+           !isForMemory(thread.uc_mcontext.regs[numberRegister]);
+}
+
+#else
+
+// Not known: a place that belongs to nobody.
+constexpr std::uintptr_t placeOf(const ucontext_t& /*thread*/) noexcept {
+    return 0;
+}
+
+constexpr bool standsAtSystemCall(const ucontext_t& /*thread*/) noexcept {
     return false;
 }
 
@@ -134,16 +179,11 @@ void findSharedCode() {
 }
 
 bool interruptsSharedCode(const void* context) noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    const auto place = static_cast<std::uintptr_t>(
-        static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[instructionPointer]);
+    const auto& thread = *static_cast<const ucontext_t*>(context);
+    const std::uintptr_t place = placeOf(thread);
     if (library.holds(place))
-        return !standsAtSystemCall(place);
+        return !standsAtSystemCall(thread);
     return allocator.holds(place) || loader.holds(place);
-#else
-    static_cast<void>(context);
-    return false;
-#endif
 }
 
 }  // namespace Sorvex::platform

@@ -42,8 +42,6 @@ struct KernelAction {
     std::uint32_t mask[2];
 };
 
-constexpr unsigned long flagRestorer = 0x04000000;
-
 constinit std::atomic<Handler> previousHandler{nullptr};
 
 }  // namespace
@@ -100,6 +98,7 @@ void ensureHandler() noexcept {
     action.handler = handleEndSignal;
     action.flags = SA_SIGINFO | SA_RESTART | SA_ONSTACK;
 #if defined(__x86_64__)
+    constexpr unsigned long flagRestorer = 0x04000000;
     action.flags |= flagRestorer;
     action.restorer = sorvexReturnFromSignal;
 #endif
