@@ -9,6 +9,8 @@ packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib
 packagesForReport=(gnuplot-nox python3)
 packagesForSite=(doxygen doxygen-awesome-css)
 packagesToCheckSite=(chromium linkchecker python3)
+packagesToEmulate=(clang qemu-user libstdc++-12-dev-arm64-cross binutils-aarch64-linux-gnu
+    libstdc++-12-dev-s390x-cross binutils-s390x-linux-gnu)
 packagesForWindows=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64)
 
 missing_packages() {
