@@ -7,7 +7,6 @@
 
 #include "platform/posix/base/errors.h"
 #include "platform/posix/base/retried.h"
-#include "platform/posix/files/find.h"
 #include "platform/posix/files/host_path.h"
 
 namespace Sorvex::platform {

@@ -2,13 +2,8 @@
 #ifndef SORVEX_PLATFORM_POSIX_FILES_FIND_H
 #define SORVEX_PLATFORM_POSIX_FILES_FIND_H
 
-#include <cstdint>
-
 #include "platform/posix/base/types.h"
 #include "platform/posix/files/find_data.h"
-
-// A macro, as on the platform: no constant expression gives a pointer of this value.
-#define INVALID_HANDLE_VALUE (reinterpret_cast<void*>(std::intptr_t{-1}))
 
 namespace Sorvex::platform {
 

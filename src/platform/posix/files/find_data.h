@@ -1,9 +1,14 @@
-// What a search tells of an entry.
+// What a search tells of an entry, and the handle of one that could not be started.
 #ifndef SORVEX_PLATFORM_POSIX_FILES_FIND_DATA_H
 #define SORVEX_PLATFORM_POSIX_FILES_FIND_DATA_H
 
+#include <cstdint>
+
 #include "platform/posix/base/types.h"
 #include "platform/posix/time/file_times.h"
+
+// A macro, as on the platform: no constant expression gives a pointer of this value.
+#define INVALID_HANDLE_VALUE (reinterpret_cast<void*>(std::intptr_t{-1}))
 
 namespace Sorvex {
 

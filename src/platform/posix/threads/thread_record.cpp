@@ -17,6 +17,7 @@
 #include "platform/posix/base/handles.h"
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/threads/shared_code.h"
+#include "platform/posix/time/file_times.h"
 
 namespace Sorvex::platform {
 
@@ -193,7 +194,7 @@ void* ThreadRecord::enter(void* record) {
 }
 
 void ThreadRecord::run() {
-    id.store(static_cast<pid_t>(GetCurrentThreadId()), std::memory_order_relaxed);
+    id.store(gettid(), std::memory_order_relaxed);
     // Only a program that holds dozens of keys makes this allocate.
     if (pthread_setspecific(key, this) != 0)
         std::abort();

@@ -12,7 +12,7 @@
 #include "platform/posix/base/futex.h"
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/base/types.h"
-#include "platform/posix/threads/threads.h"
+#include "platform/posix/threads/thread_types.h"
 
 #if SORVEX_THREAD_SANITIZER
 #include <csetjmp>
