@@ -27,6 +27,7 @@ _sorvex_service() {
             list | status) words=(--json) ;;
             install | configure) read -ra words <<<"$configuration" ;;
             stop | restart) words=(--with-dependents --kill-after --timeout) ;;
+            log) words=(--lines --follow) ;;
             stop-all) words=(--kill-after --timeout) ;;
             start | pause | continue | wait | start-automatic) words=(--timeout) ;;
         esac

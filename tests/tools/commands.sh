@@ -25,7 +25,7 @@ wait --timeout soon a running
 stop --kill-after -1 a
 END
 for command in list status install configure remove start stop restart pause continue control wait \
-    start-automatic stop-all; do
+    run log start-automatic stop-all; do
     expect 0 "usage: sorvex-service $command" "$tool" "$command" --help
 done
 

@@ -35,6 +35,9 @@ int continueService(const Arguments& arguments);
 int sendControl(const Arguments& arguments);
 int waitFor(const Arguments& arguments);
 
+int run(const Arguments& arguments);
+int log(const Arguments& arguments);
+
 // All of them.
 int startAutomaticServices(const Arguments& arguments);
 int stopAllServices(const Arguments& arguments);

@@ -5,12 +5,15 @@
 #include <thread>
 
 #include "sorvex_service/graph.h"
+#include "sorvex_service/log_file.h"
 
 namespace Sorvex::tools {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t linesOfFailure = 10;
 
 std::string progressText(const std::string& name, const BServiceStatus& status) {
     std::string text = name + " is " + stateName(status.state());
@@ -145,19 +148,24 @@ Outcome startService(const std::string& name, const Words& arguments, WhenRunnin
     std::vector<char*> pointers;
     for (std::string& text : texts)
         pointers.push_back(text.data());
+    const auto facts = platform::services::serviceNamed(name);
+    const LogPlace log(facts ? facts->log : "");
     const DWORD error = errorOf([&] { service->start(pointers.size(), pointers.data()); });
     const bool runsAlready =
         error == ERROR_SERVICE_ALREADY_RUNNING && whenRunning == WhenRunning::isGood;
     if (error != ERROR_SUCCESS && !runsAlready)
-        return {exitFailed, name + " did not start: " + reasonOfStart(name, error), ""};
+        return {exitFailed, name + " did not start: " + reasonOfStart(name, error),
+                log.linesSince(linesOfFailure)};
 
     if (!service.awaitEndOf(SERVICE_START_PENDING, patience, progress))
-        return {exitTimeOver, name + " is starting, but makes no progress", ""};
+        return {exitTimeOver, name + " is starting, but makes no progress",
+                log.linesSince(linesOfFailure)};
     const BServiceStatus& status = service->status();
     if (status.state() != SERVICE_STOPPED)
         return {exitDone, name + " is " + stateName(status.state()), ""};
     const std::string reason = endText(*service->status());
-    return {exitFailed, name + " stopped at once" + (reason.empty() ? "" : ": " + reason), ""};
+    return {exitFailed, name + " stopped at once" + (reason.empty() ? "" : ": " + reason),
+            log.linesSince(linesOfFailure)};
 }
 
 Outcome stopService(const std::string& name, std::optional<milliseconds> killAfter,

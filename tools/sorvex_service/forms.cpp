@@ -112,9 +112,9 @@ std::string endText(const platform::SERVICE_STATUS& status) {
 
 std::optional<std::time_t> sinceOf(const ServiceFacts& service) {
     constexpr std::uint64_t nanosecondsOfSecond = 1000000000;
-    if (!service.run.isActive || service.run.started == 0)
+    if (service.run.changed == 0)
         return std::nullopt;
-    return static_cast<std::time_t>(service.run.started / nanosecondsOfSecond);
+    return static_cast<std::time_t>(service.run.changed / nanosecondsOfSecond);
 }
 
 std::string localTime(std::time_t time) {

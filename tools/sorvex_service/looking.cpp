@@ -3,6 +3,7 @@
 #include "sorvex_service/commands.h"
 #include "sorvex_service/forms.h"
 #include "sorvex_service/graph.h"
+#include "sorvex_service/log_file.h"
 
 namespace Sorvex::tools {
 
@@ -14,6 +15,8 @@ std::vector<ServiceFacts> everyService() {
         fail("the services can't be reached", platform::GetLastError());
     return std::move(*all);
 }
+
+constexpr std::size_t linesOfStatus = 5;
 
 bool hasRun(const ServiceFacts& service) {
     return service.run.status.dwWin32ExitCode != ERROR_SERVICE_NEVER_STARTED;
@@ -135,7 +138,8 @@ void tellJson(const std::vector<ServiceFacts>& all, const ServiceFacts& service)
         .number("controlsAccepted", state.dwControlsAccepted)
         .number("checkPoint", state.dwCheckPoint)
         .number("waitHint", state.dwWaitHint)
-        .flag("markedForDeletion", service.isMarked);
+        .flag("markedForDeletion", service.isMarked)
+        .text("log", service.log);
     std::cout << object.close() << '\n';
 }
 
@@ -172,7 +176,9 @@ void tell(const std::vector<ServiceFacts>& all, const ServiceFacts& service) {
     const Relations relations = relationsOf(all, configuration.name, true);
     row("depends on", joined(relations.dependencies));
     row("needed by", joined(relations.dependents));
-    std::cout << onOneLine(configuration.name) << '\n' << asTable(rows);
+    row("log", service.log);
+    std::cout << onOneLine(configuration.name) << '\n'
+              << asTable(rows) << lastLines(service.log, linesOfStatus);
 }
 
 }  // namespace
@@ -199,6 +205,21 @@ int list(const Arguments& arguments) {
                         onOneLine(service.configuration.displayName)});
     }
     std::cout << asTable(rows);
+    return exitDone;
+}
+
+int log(const Arguments& arguments) {
+    constexpr unsigned long usualLines = 10;
+    constexpr unsigned long mostLines = 1000000;
+    const std::string& name = arguments.operand(0);
+    const unsigned long lines = arguments.number("--lines", usualLines, mostLines);
+    const auto service = platform::services::serviceNamed(name);
+    if (!service)
+        fail(name, platform::GetLastError());
+    LogPlace place(service->log);
+    std::cout << lastLines(service->log, lines) << std::flush;
+    if (arguments.has("--follow"))
+        place.follow();
     return exitDone;
 }
 

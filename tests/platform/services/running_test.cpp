@@ -590,7 +590,7 @@ TEST_F(RunningServiceTest, FollowsNoPlantedLinkAndBelievesNoForgedState) {
     // The exit code in both copies of the record, without a hash that fits.
     EXPECT_EQ(send("lured", SERVICE_CONTROL_STOP), 0U);
     std::string forged = contentsOf(own / "state");
-    forged.at(52) = forged.at(132) = 9;
+    forged.at(52) = forged.at(140) = 9;
     directory.file("run/services/lured/state", forged);
     EXPECT_EQ(query("lured").exitCode(), ERROR_SERVICE_NEVER_STARTED);
 }

@@ -9,7 +9,10 @@
 #include "platform/posix/services/command_line.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/launch.h"
+#include "platform/posix/services/logs.h"
+#include "platform/posix/services/places.h"
 #include "platform/posix/services/refusal.h"
+#include "platform/posix/services/start.h"
 #include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {
@@ -18,10 +21,19 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
+std::string fullLogName(const std::string& key) {
+    const PrivatePlace place = placesOfUser().logs;
+    std::string name = place.base;
+    for (const std::string& step : place.steps)
+        name += "/" + step;
+    return name + "/" + logName(key);
+}
+
 ServiceFacts factsOf(const Store& store, const std::string& key,
                      const ServiceDirectory& directory) {
     ServiceFacts facts;
     facts.key = key;
+    facts.log = fullLogName(key);
     facts.isMarked = directory.isMarked();
     try {
         facts.configuration = directory.configuration();
@@ -103,6 +115,17 @@ BOOL signalService(const Observation& service, int signal) {
         return TRUE;
     setLastErrorFromErrno();
     return FALSE;
+}
+
+BOOL startInForeground(const std::string& name, const std::vector<std::string>& arguments) {
+    return answering(FALSE, [&] {
+        if (!isServiceName(name))
+            refuse(ERROR_INVALID_NAME);
+        const Store store;
+        const KeptService service = store.keep(fileKey(name));
+        Starter(store).start(service, arguments, StreamsOf::starter);
+        return TRUE;
+    });
 }
 
 DWORD checkCommand(const std::string& commandLine) {

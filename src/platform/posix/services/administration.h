@@ -19,6 +19,7 @@ struct ServiceFacts {
     bool isDamaged = false;
     bool isMarked = false;  // it goes when it has stopped and nobody has it open
     Observation run;
+    std::string log;  // the full name of the file, whether there is one or not
 };
 
 /// The services of the calling user in the order of their keys; nothing, with the last error set,
@@ -34,6 +35,9 @@ std::optional<std::time_t> processStart(const Observation& service);
 
 /// Sends a signal to the process of a service, and to no later one of the same number.
 BOOL signalService(const Observation& service, int signal);
+
+/// Starts a service as StartServiceA does, with the streams of this process.
+BOOL startInForeground(const std::string& name, const std::vector<std::string>& arguments);
 
 /// Finds the program that a command line would run.
 ///

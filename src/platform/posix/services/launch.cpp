@@ -83,6 +83,7 @@ struct ChildPlan {
     char* const* arguments;
     char* const* environment;
     const ServiceUser* user;
+    StreamsOf streams;
     int log;       // where the program writes, or a negative number
     int reports;   // tells the number of the process, then why its program can't be run
     int commands;  // gives the word to run the program
@@ -110,7 +111,9 @@ void resetSignals() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-bool openStreams(int log) {
+bool openStreams(StreamsOf streams, int log) {
+    if (streams == StreamsOf::starter)
+        return true;
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (null < 0)
         return false;
@@ -192,7 +195,7 @@ bool becomeUser(const ServiceUser& user) {
     setsid();
     resetSignals();
     umask(S_IWGRP | S_IWOTH);
-    if (!becomeUser(*plan.user) || chdir("/") != 0 || !openStreams(plan.log))
+    if (!becomeUser(*plan.user) || chdir("/") != 0 || !openStreams(plan.streams, plan.log))
         reportAndExit(plan.reports);
 
     // All else is closed, so this one is put where the gap can begin right behind it.
@@ -219,7 +222,7 @@ bool becomeUser(const ServiceUser& user) {
 
 }  // namespace
 
-Launch::Launch(const Command& command, const Descriptor& log) {
+Launch::Launch(const Command& command, StreamsOf streams, const Descriptor& log) {
     std::vector<std::string> argumentTexts = command.arguments;
     const ServiceUser user = serviceUser();
     std::vector<std::string> environmentTexts = environmentFor(user);
@@ -229,9 +232,15 @@ Launch::Launch(const Command& command, const Descriptor& log) {
     Pipe report = makePipe();
     Pipe order = makePipe();
     Pipe release = makePipe();
-    const ChildPlan plan{
-        command.program.c_str(), arguments.data(),    environment.data(),   &user, output.get(),
-        report.writing.get(),    order.reading.get(), release.reading.get()};
+    const ChildPlan plan{command.program.c_str(),
+                         arguments.data(),
+                         environment.data(),
+                         &user,
+                         streams,
+                         output.get(),
+                         report.writing.get(),
+                         order.reading.get(),
+                         release.reading.get()};
 
     const pid_t parent = fork();
     if (parent < 0)

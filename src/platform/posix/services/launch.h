@@ -15,13 +15,17 @@ struct Pipe {
     Descriptor writing;
 };
 
+/// Which streams the process of a service gets: the service's log as its output, or the starter's.
+enum class StreamsOf { log, starter };
+
 /// A process that is nobody's child, in a session of its own, in the root directory, with default
 /// signals, a fixed environment, and the null device as its standard input. It waits before it runs
 /// its program, and ends with this object unless it has been left on its own.
 class Launch {
 public:
-    /// @param log where its standard output and error go; the null device when it is none
-    Launch(const Command& command, const Descriptor& log);
+    /// @param streams the starter's for all three of them as they are
+    /// @param log otherwise where its standard output and error go; the null device when it is none
+    Launch(const Command& command, StreamsOf streams, const Descriptor& log);
     ~Launch();
 
     Launch(const Launch&) = delete;

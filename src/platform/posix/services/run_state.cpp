@@ -33,9 +33,10 @@ struct Record {
     std::uint64_t started;
     SERVICE_STATUS status;
     std::uint32_t isBeingStarted;
+    std::uint64_t changed;
     std::uint64_t hash;
 };
-static_assert(sizeof(Record) == 80);
+static_assert(sizeof(Record) == 88);
 
 using Records = std::array<Record, 2>;
 constexpr off_t argumentsOffset = sizeof(Records);
@@ -128,7 +129,11 @@ SERVICE_STATUS stoppedStatus(DWORD type, DWORD exitCode) noexcept {
 }
 
 RunState::RunState(int directory, const SERVICE_STATUS& first)
-    : process(identityOf(getpid())), started(now()), status(first), isBeingStarted(true) {
+    : process(identityOf(getpid())),
+      started(now()),
+      changed(started),
+      status(first),
+      isBeingStarted(true) {
     removeEntry(directory, unfinished, 0);
     Descriptor fresh =
         openAt(directory, unfinished, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
@@ -145,6 +150,7 @@ RunState::RunState(Descriptor handedOver) : file(std::move(handedOver)) {
         refuse(ERROR_INVALID_DATA);
     process = {static_cast<pid_t>(record->process), record->startTime};
     started = record->started;
+    changed = record->changed;
     status = record->status;
     isBeingStarted = record->isBeingStarted != 0;
     sequence = record->sequence;
@@ -161,6 +167,8 @@ void RunState::takeOver() {
 }
 
 void RunState::setStatus(const SERVICE_STATUS& newStatus) {
+    if (newStatus.dwCurrentState != status.dwCurrentState)
+        changed = now();
     status = newStatus;
     write();
 }
@@ -173,6 +181,7 @@ void RunState::write() {
     record.boot = bootNumber();
     record.processNamespace = processNamespace();
     record.started = started;
+    record.changed = changed;
     record.status = status;
     record.isBeingStarted = isBeingStarted ? 1 : 0;
     record.hash = hashOfRecord(record);
@@ -223,14 +232,18 @@ Observation observe(int runtime, const std::string& key) {
 
     found.status = record->status;
     found.started = record->started;
+    found.changed = record->changed;
     found.isBeingStarted = record->isBeingStarted != 0;
     found.isProcessKnown = record->processNamespace == processNamespace();
     found.process = {static_cast<pid_t>(record->process), record->startTime};
     if (found.status.dwCurrentState == SERVICE_STOPPED)
         return found;
     found.isActive = locked && (!found.isProcessKnown || isAlive(found.process));
-    if (!found.isActive)
+    if (!found.isActive) {
+        // Nobody has seen when the process ended.
+        found.changed = 0;
         found.status = stoppedStatus(found.status.dwServiceType, ERROR_PROCESS_ABORTED);
+    }
     return found;
 }
 

@@ -66,6 +66,7 @@ private:
     FileLock file;
     ProcessIdentity process;
     std::uint64_t started = 0;
+    std::uint64_t changed = 0;
     SERVICE_STATUS status{};
     bool isBeingStarted = false;
     std::uint32_t sequence = 0;
@@ -80,6 +81,7 @@ struct Observation {
     bool isProcessKnown = false;  // the process has this number in this PID namespace
     ProcessIdentity process;
     std::uint64_t started = 0;  // ns since 1970; tells one start from the next
+    std::uint64_t changed = 0;  // when it came into its state, likewise; 0 when nobody knows
 };
 
 /// Looks at a service. One that nobody has started since the machine was is not active and has the

@@ -162,8 +162,9 @@ void Starter::Run::begin() {
     state.putArguments(arguments);
 }
 
-void Starter::start(const KeptService& service, const std::vector<std::string>& arguments) {
-    Run run{service.key, service.entry.configuration(), arguments, {}, {}};
+void Starter::start(const KeptService& service, const std::vector<std::string>& arguments,
+                    StreamsOf streams) {
+    Run run{service.key, service.entry.configuration(), arguments, streams, {}, {}};
     if (service.entry.isMarked())
         refuse(ERROR_SERVICE_MARKED_FOR_DELETE);
     if (run.configuration.startType == SERVICE_DISABLED)
@@ -326,7 +327,8 @@ bool Starter::handToSibling(Run& run) const {
 
 void Starter::handToNewProcess(Run& run) const {
     const TimeLimit limit(responseLimit());
-    Launch launch(findCommand(run.configuration.commandLine), openLog(run.key));
+    Launch launch(findCommand(run.configuration.commandLine), run.streams,
+                  run.streams == StreamsOf::log ? openLog(run.key) : Descriptor());
     const StartSocket socket(store.runtime(), launch.process().id);
     run.state.setProcess(launch.process());
     launch.go();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/posix/services/dependencies.h"
+#include "platform/posix/services/launch.h"
 #include "platform/posix/services/store.h"
 
 namespace Sorvex::platform::services {
@@ -26,7 +27,11 @@ public:
 
     /// Starts a service behind those that it depends on, and returns when its process has called
     /// its entry point.
-    void start(const KeptService& service, const std::vector<std::string>& arguments);
+    ///
+    /// @param streams of its process, where it gets one of its own; those that it depends on write
+    ///     to their logs
+    void start(const KeptService& service, const std::vector<std::string>& arguments,
+               StreamsOf streams = StreamsOf::log);
 
 private:
     // A start that is under way.
@@ -34,6 +39,7 @@ private:
         std::string key;
         Configuration configuration;
         std::vector<std::string> arguments;
+        StreamsOf streams;
         Descriptor directory;
         RunState state;
 
