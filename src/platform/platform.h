@@ -4,6 +4,7 @@
 #define SORVEX_PLATFORM_PLATFORM_H
 
 #ifdef _WIN32
+#include "platform/windows/find.h"
 #include "platform/windows/locale.h"
 #include "platform/windows/tree.h"
 #include "platform/windows/windows.h"

@@ -13,11 +13,11 @@ namespace Sorvex::platform {
 /// FindFirstFileA, whose records are whole at no cost, also for who wants only directories or only
 /// what is none.
 inline HANDLE findFirstDirectory(const char* text, WIN32_FIND_DATAA* data) {
-    return FindFirstFileA(text, data);
+    return platform::FindFirstFileA(text, data);
 }
 
 inline HANDLE findFirstFile(const char* text, WIN32_FIND_DATAA* data) {
-    return FindFirstFileA(text, data);
+    return platform::FindFirstFileA(text, data);
 }
 
 /// FindFirstFileA for the entries of a directory that are to be removed. A pattern that holds a
@@ -27,7 +27,7 @@ inline HANDLE findFirstToEmpty(const char* directory, const char* pattern, WIN32
         SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
-    return FindFirstFileA((std::string(directory) + '\\' + pattern).c_str(), data);
+    return platform::FindFirstFileA((std::string(directory) + '\\' + pattern).c_str(), data);
 }
 
 /// FindFirstFileA for all entries of a directory that is to be removed. A junction or a link has

@@ -58,8 +58,6 @@ using ::FILETIME;
 using ::FileTimeToLocalFileTime;
 using ::FileTimeToSystemTime;
 using ::FindClose;
-using ::FindFirstFileA;
-using ::FindNextFileA;
 using ::fopen;
 using ::FormatMessageA;
 using ::fread;
