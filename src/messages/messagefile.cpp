@@ -1,8 +1,11 @@
 #include <sorvex/messagefile.h>
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstddef>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "messages/catalogue_format.h"
 #include "messages/reference_expander.h"
@@ -62,10 +65,14 @@ void MessageFile::readFile() {
     const std::unique_ptr<platform::FILE, FileRelease> file(platform::fopen(fileName.c_str(), "r"));
     if (file == nullptr)
         return;
-    std::string line;
-    for (bool isEnded = true; isEnded; line.clear()) {
-        isEnded = platform::appendLine(file.get(), line);
+    std::string contents;
+    std::vector<char> block(64 * 1024);
+    while (const std::size_t count = platform::fread(block.data(), 1, block.size(), file.get()))
+        contents.append(block.data(), count);
+    for (std::string_view rest = contents; !rest.empty();) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
         addLine(texts, line);
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     }
 }
 

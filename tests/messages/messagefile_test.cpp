@@ -32,6 +32,7 @@ TEST(MessageFile, ReadsTheEntryOfALine) {
         {"A B=V=http://W // X", "A B", "V=http://W // X"},
         {"/ /\xC4=\xE4", "/ /\xC4", "\xE4"},
         {"K \0L=V \0W"s, "K", "V"},
+        {"K=x\ry\r\f", "K", "x\ry\r\f"},
         {"K=first\nk=small\n\n//K=comment\nK=last", "K", "last"},
         {" \t//K=V", "//K", ""},
         {"Some words", "Some words", ""},
