@@ -51,9 +51,9 @@ BString BString::asString(const char* format, ...) {
     FormatBuffer buffer;
     va_list values;
     va_start(values, format);
-    const bool fits = buffer.format(format, values);
+    const FormatBuffer::Outcome outcome = buffer.format(format, values);
     va_end(values);
-    if (!fits)
+    if (outcome != FormatBuffer::Outcome::whole)
         failure::raise("BString::asString() : buffer overflow");
     // Made in the caller's place: a named result could be moved out, and lose its NUL characters.
     return BString(buffer.text(), buffer.size());

@@ -1,5 +1,6 @@
 #include "strings/formatting.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -14,18 +15,21 @@
 
 namespace Sorvex {
 
-bool FormatBuffer::format(const char* format, va_list values) {
+FormatBuffer::Outcome FormatBuffer::format(const char* format, va_list values) {
     va_list copy;
     va_copy(copy, values);
     const bool isFormatted = formatPlain(format, copy);
     va_end(copy);
     if (isFormatted)
-        return true;
+        return Outcome::whole;
+    characters[0] = '\0';
     const int count = std::vsnprintf(characters, sizeof characters, format, values);
-    if (count < 0 || static_cast<std::size_t>(count) >= sizeof characters)
-        return false;
-    length = static_cast<std::size_t>(count);
-    return true;
+    // A count beyond its type's maximum is a failure to the runtime.
+    if (count < 0 ? errno == EOVERFLOW : static_cast<std::size_t>(count) >= sizeof characters)
+        return Outcome::tooLong;
+    characters[sizeof characters - 1] = '\0';
+    length = count < 0 ? std::strlen(characters) : static_cast<std::size_t>(count);
+    return count < 0 ? Outcome::failed : Outcome::whole;
 }
 
 /// Formats what most formats consist of and what looks the same in every locale. False for all
@@ -85,9 +89,9 @@ std::string asString(const char* format, ...) {
     FormatBuffer buffer;
     va_list values;
     va_start(values, format);
-    const bool fits = buffer.format(format, values);
+    const FormatBuffer::Outcome outcome = buffer.format(format, values);
     va_end(values);
-    if (!fits)
+    if (outcome == FormatBuffer::Outcome::tooLong)
         failure::raise("asString() : buffer overflow");
     return buffer.text();
 }

@@ -11,8 +11,10 @@ namespace Sorvex {
 /// Holds one formatted text of at most 4095 characters without touching the heap.
 class FormatBuffer {
 public:
-    /// Formats as vsprintf does; false when the runtime fails or the text does not fit.
-    bool format(const char* format, va_list values);
+    enum class Outcome { whole, tooLong, failed };
+
+    /// Formats as vsprintf does. Where that fails, the text is what the runtime left of it.
+    Outcome format(const char* format, va_list values);
 
     const char* text() const noexcept { return characters; }
     std::size_t size() const noexcept { return length; }

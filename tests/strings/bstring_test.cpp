@@ -72,6 +72,9 @@ TEST(AsString, FormatsPlainValuesAsTheRuntimeDoes) {
     const std::string nearly(4094, 'x');
     EXPECT_EQ(asString("%s%d", nearly.c_str(), 7), nearly + "7");
     EXPECT_FAILURE(asString("%s%d", nearly.c_str(), 42), "asString() : buffer overflow");
+    EXPECT_EQ(asString("abc%lsdef", L"\u20AC"), "abc");
+    EXPECT_FAILURE(BString::asString("abc%lsdef", L"\u20AC"),
+                   "BString::asString() : buffer overflow");
 }
 
 TEST(Exceptions, AreShownAsTwoLines) {
