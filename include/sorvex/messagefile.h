@@ -22,10 +22,12 @@ namespace Sorvex {
 /// at the first space, and only there; the second argument takes all further colons.
 ///
 ///     // file messages
-///     MISSING = File %s is missing
-///     OPEN = Could not open: #MISSING:%s
+///     FILES = %s files
+///     COPIED = #FILES:%d copied to %s
 ///
-/// Here text("OPEN", "a.txt") gives "Could not open: File a.txt is missing".
+/// Here text("COPIED", 12, "C:\\my files") gives "12 files copied to C:\my files". As an argument of
+/// the reference, that path would be parted at its colon and cut at its space: values that may hold
+/// such characters belong into a %s outside references.
 ///
 /// Texts and arguments may come from anywhere: whatever they hold, a look-up ends soon, and a
 /// reference reads and writes nothing but its own arguments. What has to fit is the list of values
@@ -48,12 +50,14 @@ public:
     /// name, and blanks, tabs and line ends taken off both ends. An unknown key gives an empty
     /// string.
     ///
+    /// The text is formatted as by the host's own vsprintf, with every conversion that the runtime
+    /// documents, numbered ones where it has them. It is shown as it stands, and no value is read,
+    /// when it holds a conversion n, which stores a count, in any spelling, or anything else that
+    /// the runtime does not know; when it mixes numbered and plain conversions; when it numbers one
+    /// value as two types, or leaves a number out. A width or precision above 1000000 counts as
+    /// that. Where the runtime fails, on a character that can't be converted, the text ends.
+    ///
     /// The formatted text is cut to 4095 characters; the texts in place of references come on top.
-    /// The conversions are those of the C library but n, the one that stores a count; what is no
-    /// conversion stays in the text as it is. A width or precision above 1000000 counts as that; a
-    /// text for which such a one comes among the values, and one that mixes numbered conversions
-    /// with widths that come so, is not formatted at all. A text that the runtime can't format
-    /// gives an empty string.
     ///
     /// A text that is referred to is formatted with the reference's arguments, empty where it has
     /// none: its first two conversions s, or 1$s and 2$s by number, take them, with a width, a

@@ -1,245 +1,229 @@
 #include "messages/catalogue_format.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <cwchar>
+#include <variant>
+#include <vector>
 
 #include "messages/conversion.h"
+#include "platform/platform.h"
 
 namespace Sorvex::catalogue {
 
 namespace {
 
-using Length = Conversion::Length;
+using platform::ValueType;
 
-constexpr std::size_t longestText = blockSize - 1;
+constexpr int longestText = blockSize - 1;
 
 // A wider field can't be told from this one unless it holds a value of about this length. The
 // runtime spends seconds on the widest.
-constexpr std::size_t widest = 1000000;
+constexpr int widest = 1000000;
 
-/// A text as it is handed to the runtime: itself, as nearly always, or a copy that is put right.
-class SafeFormat {
+using Value =
+    std::variant<int, long, long long, double, long double, const char*, const wchar_t*, void*>;
+
+/// The places of the values in the order in which conversions take them, numbered or not.
+class Places {
 public:
-    explicit SafeFormat(const char* source) : text(source) {
-        std::size_t at = 0;
-        while (at < text.size() && guaranteed < longestText) {
-            const std::size_t percent = std::min(text.find('%', at), text.size());
-            guaranteed += percent - at;
-            keep(at, percent - at);
-            at = percent;
-            if (at < text.size())
-                at += takeConversion(at);
-        }
+    std::size_t of(const Conversion::Slot& slot) {
+        return slot.position > 0 ? slot.position - 1 : taken++;
     }
-
-    const char* c_str() const { return isCopied ? copy.c_str() : text.data(); }
-    bool takesNumbersAsValues() const { return hasNumberValues; }
-    bool hasPositions() const { return isNumbered; }
 
 private:
-    void keep(std::size_t at, std::size_t count) {
-        if (isCopied)
-            copy.append(text, at, count);
-    }
-
-    std::string& changed(std::size_t at) {
-        if (!isCopied)
-            copy.assign(text, 0, at);
-        isCopied = true;
-        return copy;
-    }
-
-    /// The conversions that nearly all texts consist of.
-    static bool isPlain(std::string_view conversion) {
-        constexpr std::string_view kinds = "sdiuxXc";
-        return conversion.size() > 1 && kinds.find(conversion[1]) != std::string_view::npos;
-    }
-
-    /// Returns how many characters of the text it has dealt with.
-    std::size_t takeConversion(std::size_t at) {
-        if (isPlain(text.substr(at))) {
-            keep(at, 2);
-            return 2;
-        }
-        Conversion conversion;
-        if (!parseConversion(text.substr(at), conversion)) {
-            changed(at) += "%%";
-            ++guaranteed;
-            return 1;
-        }
-        hasNumberValues |= conversion.takesNumbersAsValues();
-        isNumbered |= conversion.position > 0;
-        guaranteed += conversion.shortest();
-        if (conversion.width.value > widest || conversion.precision.value > widest)
-            changed(at) += conversion.limitedTo(widest);
-        else
-            keep(at, conversion.size);
-        // Nothing behind a full block can show, and a long rest could take long.
-        if (guaranteed >= longestText && at + conversion.size < text.size() && !isCopied)
-            changed(at + conversion.size);
-        return conversion.size;
-    }
-
-    std::string_view text;
-    std::string copy;
-    std::size_t guaranteed = 0;  // characters that the text so far gives at the least
-    bool isCopied = false;
-    bool hasNumberValues = false;
-    bool isNumbered = false;
+    std::size_t taken = 0;
 };
 
-/// A list of values on its way through the conversions of a format.
-struct Values {
-    va_list list;
-};
-
-template <typename Value>
-void passOne(Values& values) {
-    static_cast<void>(va_arg(values.list, Value));
-}
-
-bool isModest(const Conversion::Number& number, Values& values) {
-    if (!number.isValue)
-        return true;
-    const std::int64_t value = va_arg(values.list, int);
-    return value <= std::int64_t{widest} && -value <= std::int64_t{widest};
-}
-
-void passInteger(Length length, Values& values) {
-    switch (length) {
-        case Length::l:
-            return passOne<long>(values);
-        case Length::ll:
-            return passOne<long long>(values);
-        case Length::j:
-            return passOne<std::intmax_t>(values);
-        case Length::z:
-            return passOne<std::size_t>(values);
-        case Length::t:
-            return passOne<std::ptrdiff_t>(values);
-        default:
-            return passOne<int>(values);
-    }
-}
-
-void pass(const Conversion& conversion, Values& values) {
-    switch (conversion.kind) {
-        case '%':
-            return;
-        case 'p':
-        case 's':
-            return passOne<void*>(values);
-        case 'c':
-            return conversion.length == Length::l ? passOne<decltype(+std::wint_t{})>(values)
-                                                  : passOne<int>(values);
-        case 'd':
-        case 'i':
-        case 'o':
-        case 'u':
-        case 'x':
-        case 'X':
-            return passInteger(conversion.length, values);
-        default:
-            return conversion.length == Length::L ? passOne<long double>(values)
-                                                  : passOne<double>(values);
-    }
-}
-
-/// Whether all widths and precisions that come as values are within bounds.
-bool numbersAreModest(std::string_view format, va_list start) {
-    Values values;
-    va_copy(values.list, start);
-    bool areModest = true;
+/// Finds the types of the values that a text takes.
+///
+/// @return false for a text that is not to be formatted: one with anything that the runtime does
+///     not know, or with values that no list can hold. A number that is left out has a type that the
+///     runtime could only guess.
+bool findTypes(std::string_view text, std::vector<ValueType>& types) {
+    Places places;
+    bool takesInTurn = false;
+    bool takesByNumber = false;
     Conversion conversion;
-    for (std::size_t at = format.find('%'); areModest && at != std::string_view::npos;
-         at = format.find('%', at + conversion.size)) {
-        parseConversion(format.substr(at), conversion);
-        areModest = isModest(conversion.width, values) && isModest(conversion.precision, values);
-        if (areModest)
-            pass(conversion, values);
+    for (std::size_t at = text.find('%'); at != std::string_view::npos;
+         at = text.find('%', at + conversion.size)) {
+        if (!parseConversion(text.substr(at), conversion))
+            return false;
+        for (const Conversion::Slot& slot :
+             {conversion.widthSlot, conversion.precisionSlot, conversion.slot}) {
+            if (slot.type == ValueType::none)
+                continue;
+            (slot.position > 0 ? takesByNumber : takesInTurn) = true;
+            const std::size_t place = places.of(slot);
+            // So many values can't all be named in a text of this size.
+            if (place > text.size())
+                return false;
+            if (place >= types.size())
+                types.resize(place + 1, ValueType::none);
+            if (types[place] != ValueType::none && types[place] != slot.type)
+                return false;
+            types[place] = slot.type;
+        }
     }
-    va_end(values.list);
-    return areModest;
+    return !(takesInTurn && takesByNumber) &&
+           std::find(types.begin(), types.end(), ValueType::none) == types.end();
 }
 
-std::string_view copyOf(const char* text, char (&block)[blockSize]) {
-    const std::size_t length = std::min(std::strlen(text), longestText);
-    std::memcpy(block, text, length);
-    return {block, length};
+/// A list of values that can be handed on.
+struct List {
+    va_list values;
+};
+
+Value take(ValueType type, List& list) {
+    switch (type) {
+        case ValueType::none:
+            return {};
+        case ValueType::integer:
+            return va_arg(list.values, int);
+        case ValueType::longInteger:
+            return va_arg(list.values, long);
+        case ValueType::longLong:
+            return va_arg(list.values, long long);
+        case ValueType::real:
+            return va_arg(list.values, double);
+        case ValueType::longReal:
+            return va_arg(list.values, long double);
+        case ValueType::text:
+            return va_arg(list.values, const char*);
+        case ValueType::wideText:
+            return va_arg(list.values, const wchar_t*);
+        case ValueType::pointer:
+            return va_arg(list.values, void*);
+    }
+    return {};
 }
 
 /// Collects a text up to the length that counts.
-class LimitedText {
+class Output {
 public:
-    void append(std::string_view part) { text.append(part, 0, longestText - text.size()); }
-    void pad(std::size_t count) { text.append(std::min(count, longestText - text.size()), ' '); }
-    bool isFull() const { return text.size() == longestText; }
-    std::string take() { return std::move(text); }
+    explicit Output(char (&target)[blockSize]) : block(target) { block[0] = '\0'; }
+
+    bool isFull() const { return length == longestText; }
+
+    void append(std::string_view part) {
+        length += part.copy(block + length, longestText - length);
+        block[length] = '\0';
+    }
+
+    /// Formats one conversion by the runtime. False when the runtime fails; what it left counts.
+    bool append(const Conversion& conversion, int width, int precision, const Value& value) {
+        width = std::clamp(width, -widest, widest);
+        precision = std::min(precision, widest);
+        // No more of a string than can show: the runtime fails when it is longer than INT_MAX.
+        const ValueType type = conversion.slot.type;
+        const int most = std::max(std::abs(width), longestText) + MB_LEN_MAX;
+        if ((type == ValueType::text || type == ValueType::wideText) &&
+            (precision < 0 || precision > most))
+            precision = most;
+        std::string format = "%";
+        format.append(conversion.flags).append("*.*").append(conversion.length);
+        format += conversion.kind;
+        const int count = std::visit(
+            [&](auto passed) { return print(format.c_str(), width, precision, passed); }, value);
+        length = std::min(length + static_cast<std::size_t>(std::max(count, 0)),
+                          std::size_t{longestText});
+        return count >= 0;
+    }
 
 private:
-    std::string text;
+    int print(const char* format, ...) {
+        va_list values;
+        va_start(values, format);
+        const int count = std::vsnprintf(block + length, blockSize - length, format, values);
+        va_end(values);
+        block[longestText] = '\0';
+        return count;
+    }
+
+    char* block;
+    std::size_t length = 0;
 };
 
 /// Whether a conversion of a text that is referred to takes one of its two strings.
 bool takesString(const Conversion& conversion) {
-    return conversion.kind == 's' && conversion.length == Length::none &&
-           !conversion.takesNumbersAsValues() && conversion.position <= 2 &&
+    return conversion.slot.type == ValueType::text && conversion.length.empty() &&
+           conversion.widthSlot.type == ValueType::none &&
+           conversion.precisionSlot.type == ValueType::none && conversion.slot.position <= 2 &&
            conversion.flags.find_first_not_of('-') == std::string_view::npos;
 }
 
-void appendString(LimitedText& result, const Conversion& conversion, std::string_view string) {
-    if (conversion.precision.isGiven)
-        string = string.substr(0, conversion.precision.value);
-    const std::size_t padding =
-        conversion.width.value > string.size() ? conversion.width.value - string.size() : 0;
-    if (conversion.flags.empty())
-        result.pad(padding);
-    result.append(string);
-    if (!conversion.flags.empty())
-        result.pad(padding);
+/// Writes a text, its conversions as told: write(conversion, spelling) is false at the end.
+template <typename Write>
+void writeText(Output& output, std::string_view text, Write write) {
+    while (!text.empty() && !output.isFull()) {
+        const std::size_t percent = std::min(text.find('%'), text.size());
+        output.append(text.substr(0, percent));
+        text.remove_prefix(percent);
+        if (text.empty())
+            return;
+        Conversion conversion;
+        if (!parseConversion(text, conversion)) {
+            conversion.size = 1;
+            output.append("%");
+        } else if (conversion.kind == '%') {
+            output.append("%");
+        } else if (!write(conversion, text.substr(0, conversion.size))) {
+            return;
+        }
+        text.remove_prefix(conversion.size);
+    }
 }
 
 }  // namespace
 
-std::string_view formatWithValues(char (&block)[blockSize], const std::string& text,
-                                  va_list values) {
-    const SafeFormat format(text.c_str());
-    if (format.takesNumbersAsValues() &&
-        (format.hasPositions() || !numbersAreModest(format.c_str(), values)))
-        return copyOf(text.c_str(), block);
-    if (std::vsnprintf(block, sizeof block, format.c_str(), values) < 0)
-        return {};
+const char* formatWithValues(char (&block)[blockSize], const std::string& text, va_list values) {
+    const int errorToShow = errno;
+    Output output(block);
+    std::vector<ValueType> types;
+    if (!findTypes(text.c_str(), types)) {
+        output.append(text.c_str());
+        return block;
+    }
+    List list;
+    va_copy(list.values, values);
+    std::vector<Value> taken;
+    taken.reserve(types.size());
+    for (const ValueType type : types)
+        taken.push_back(take(type, list));
+    va_end(list.values);
+
+    Places places;
+    const auto numberOf = [&](const Conversion::Slot& slot, int given) {
+        return slot.type == ValueType::none ? given : std::get<int>(taken[places.of(slot)]);
+    };
+    writeText(output, text.c_str(), [&](const Conversion& conversion, std::string_view) {
+        const int width = numberOf(conversion.widthSlot, conversion.width);
+        const int precision = numberOf(conversion.precisionSlot, conversion.precision);
+        const Value value =
+            conversion.slot.type == ValueType::none ? Value() : taken[places.of(conversion.slot)];
+        errno = errorToShow;
+        return output.append(conversion, width, precision, value);
+    });
     return block;
 }
 
 std::string formatWithStrings(const std::string& text, std::string_view first,
                               std::string_view second) {
-    LimitedText result;
-    std::size_t taken = 0;
-    for (std::string_view rest = text.c_str(); !rest.empty() && !result.isFull();) {
-        const std::size_t percent = std::min(rest.find('%'), rest.size());
-        result.append(rest.substr(0, percent));
-        rest.remove_prefix(percent);
-        Conversion conversion;
-        const bool isConversion = !rest.empty() && parseConversion(rest, conversion);
-        const std::size_t size =
-            isConversion ? conversion.size : std::min<std::size_t>(1, rest.size());
-        if (isConversion && conversion.kind == '%')
-            result.append("%");
-        else if (isConversion && takesString(conversion) &&
-                 (conversion.position > 0 || taken < 2)) {
-            const std::size_t number = conversion.position > 0 ? conversion.position : ++taken;
-            appendString(result, conversion, number == 1 ? first : second);
-        } else {
-            result.append(rest.substr(0, size));
-        }
-        rest.remove_prefix(size);
-    }
-    return result.take();
+    char block[blockSize];
+    Output output(block);
+    const std::string strings[] = {std::string(first), std::string(second)};
+    Places places;
+    writeText(output, text.c_str(), [&](const Conversion& conversion, std::string_view spelling) {
+        const std::size_t place = takesString(conversion) ? places.of(conversion.slot) : 2;
+        if (place < 2)
+            return output.append(conversion, conversion.width, conversion.precision,
+                                 strings[place].c_str());
+        output.append(spelling);
+        return true;
+    });
+    return block;
 }
 
 }  // namespace Sorvex::catalogue

@@ -12,14 +12,14 @@ namespace Sorvex::catalogue {
 /// The size of the block that a text is formatted into, its terminating NUL included.
 constexpr std::size_t blockSize = 4096;
 
-/// Formats a text, up to its first NUL, with a list of values.
+/// Formats a text, up to its first NUL, with a list of values, as the runtime does.
 ///
-/// The runtime sees only conversions that it defines, without %n, with numbers of bounded size, and
-/// no more of the text than can show.
+/// A text with anything that the host's runtime does not know, with %n, or with numbered values
+/// that no list can hold is not formatted: it is given as it stands, and no value is read. Numbers
+/// are cut to what the runtime deals with soon. Where the runtime fails, the text ends.
 ///
-/// @return the formatted text up to its first NUL, in the block
-std::string_view formatWithValues(char (&block)[blockSize], const std::string& text,
-                                  va_list values);
+/// @return the block
+const char* formatWithValues(char (&block)[blockSize], const std::string& text, va_list values);
 
 /// Formats a text, up to its first NUL, with two strings: its first two %s take them in turn, %1$s
 /// and %2$s by number, %% is a percent sign, and everything else stays as it is.

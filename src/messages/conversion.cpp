@@ -1,167 +1,91 @@
 #include "messages/conversion.h"
 
-#include <algorithm>
-
 namespace Sorvex::catalogue {
 
 namespace {
 
-using Length = Conversion::Length;
+using platform::ValueType;
 
-constexpr std::size_t mostPositions = 99;
-constexpr std::size_t largestNumber = 999999999;
+constexpr int largestNumber = 999999999;
 
-bool isOneOf(char character, std::string_view set) {
-    return set.find(character) != std::string_view::npos;
-}
-
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
-/// Reads a text from its beginning. Behind the end it sees NUL characters.
+/// Reads a text from its beginning.
 class Reader {
 public:
-    explicit Reader(std::string_view source) : text(source) {}
-
-    char peek(std::size_t ahead = 0) const {
-        return at + ahead < text.size() ? text[at + ahead] : '\0';
-    }
+    explicit Reader(std::string_view source) : rest(source) {}
 
     bool skip(char character) {
-        if (peek() != character || at >= text.size())
-            return false;
-        ++at;
-        return true;
-    }
-
-    std::string_view take(std::size_t count) {
-        at += count;
-        return text.substr(at - count, count);
+        const bool isThere = rest.starts_with(character);
+        rest.remove_prefix(isThere ? 1 : 0);
+        return isThere;
     }
 
     std::string_view run(std::string_view set) {
-        std::size_t count = 0;
-        while (at + count < text.size() && isOneOf(text[at + count], set))
-            ++count;
-        return take(count);
+        const std::string_view found = rest.substr(0, rest.find_first_not_of(set));
+        rest.remove_prefix(found.size());
+        return found;
     }
 
-    std::size_t number() {
-        std::size_t value = 0;
+    int number() {
+        int value = 0;
         for (const char digit : run("0123456789"))
-            value = value > largestNumber / 10 ? largestNumber
-                                               : value * 10 + static_cast<std::size_t>(digit - '0');
+            value = value > largestNumber / 10 ? largestNumber : value * 10 + (digit - '0');
         return value;
     }
 
-    std::size_t position() const { return at; }
-    void returnTo(std::size_t position) { at = position; }
+    /// A number with $ behind it; 0 where none stands.
+    std::size_t position() {
+        const std::string_view start = rest;
+        const int value = platform::conversionsHaveNumbers ? number() : 0;
+        if (value > 0 && skip('$'))
+            return static_cast<std::size_t>(value);
+        rest = start;
+        return 0;
+    }
 
-private:
-    std::string_view text;
-    std::size_t at = 0;
+    std::string_view rest;
 };
 
-bool parsePosition(Reader& reader, Conversion& conversion) {
-    const std::size_t start = reader.position();
-    if (!isDigit(reader.peek()) || reader.peek() == '0')
-        return true;
-    const std::size_t number = reader.number();
-    if (!reader.skip('$')) {
-        reader.returnTo(start);
-        return true;
-    }
-    conversion.position = number;
-    return number <= mostPositions;
+/// A width or precision: a number of the text, or one that comes as an int among the values.
+int parseNumber(Reader& reader, Conversion::Slot& slot) {
+    if (!reader.skip('*'))
+        return reader.number();
+    slot = {ValueType::integer, reader.position()};
+    return 0;
 }
 
-void parseNumber(Reader& reader, Conversion::Number& number) {
-    number.isValue = reader.skip('*');
-    number.isGiven = number.isValue || isDigit(reader.peek());
-    if (!number.isValue)
-        number.value = reader.number();
-}
-
-void parseLength(Reader& reader, Conversion& conversion) {
-    static constexpr struct {
-        std::string_view text;
-        Length length;
-    } lengths[] = {{"hh", Length::hh}, {"h", Length::h}, {"ll", Length::ll}, {"l", Length::l},
-                   {"j", Length::j},   {"z", Length::z}, {"t", Length::t},   {"L", Length::L}};
-    for (const auto& candidate : lengths) {
-        if (reader.peek() == candidate.text[0] &&
-            (candidate.text.size() == 1 || reader.peek(1) == candidate.text[1])) {
-            conversion.length = candidate.length;
-            conversion.lengthText = reader.take(candidate.text.size());
-            return;
+bool parseKind(Reader& reader, Conversion& conversion) {
+    for (const platform::ConversionRule& rule : platform::conversionRules) {
+        const std::string_view rest = reader.rest;
+        const std::size_t length = rule.length.size();
+        if (rest.size() > length && rest.starts_with(rule.length) &&
+            rule.kinds.find(rest[length]) != std::string_view::npos) {
+            conversion.length = rule.length;
+            conversion.kind = rest[length];
+            conversion.slot.type = rule.value;
+            reader.rest.remove_prefix(length + 1);
+            return true;
         }
     }
-}
-
-bool isDefined(const Conversion& conversion) {
-    const Length length = conversion.length;
-    if (isOneOf(conversion.kind, "diouxX"))
-        return length != Length::L;
-    if (isOneOf(conversion.kind, "aAeEfFgG"))
-        return length == Length::none || length == Length::l || length == Length::L;
-    if (isOneOf(conversion.kind, "cs"))
-        return length == Length::none || length == Length::l;
-    if (conversion.kind == '%')
-        return conversion.size == 2;
-    return conversion.kind == 'p' && length == Length::none;
-}
-
-void append(std::string& text, const Conversion::Number& number, std::size_t limit) {
-    if (number.isValue)
-        text += '*';
-    else if (number.isGiven)
-        text += std::to_string(std::min(number.value, limit));
+    return false;
 }
 
 }  // namespace
-
-std::size_t Conversion::shortest() const {
-    if (kind == 's')
-        return width.value;
-    if (isOneOf(kind, "cp%"))
-        return std::max<std::size_t>(width.value, 1);
-    // An integer 0 with the precision 0 gives nothing.
-    return std::max(width.value, precision.isGiven ? precision.value : 1);
-}
-
-std::string Conversion::limitedTo(std::size_t limit) const {
-    std::string text = "%";
-    if (position > 0)
-        text += std::to_string(position) + '$';
-    text += flags;
-    append(text, width, limit);
-    if (precision.isGiven) {
-        text += '.';
-        append(text, precision, limit);
-    }
-    text += lengthText;
-    return text += kind;
-}
 
 bool parseConversion(std::string_view text, Conversion& conversion) {
     conversion = Conversion{};
     Reader reader(text);
     reader.skip('%');
-    if (!parsePosition(reader, conversion))
+    conversion.slot.position = reader.position();
+    conversion.flags = reader.run(platform::conversionFlags);
+    conversion.width = parseNumber(reader, conversion.widthSlot);
+    if (reader.skip('.'))
+        conversion.precision = parseNumber(reader, conversion.precisionSlot);
+    if (!parseKind(reader, conversion))
         return false;
-    conversion.flags = reader.run("-+ #0'");
-    parseNumber(reader, conversion.width);
-    if (reader.skip('.')) {
-        parseNumber(reader, conversion.precision);
-        conversion.precision.isGiven = true;
-    }
-    parseLength(reader, conversion);
-    conversion.kind = reader.peek();
-    conversion.size = reader.position() + 1;
-    if (conversion.position > 0 && conversion.takesNumbersAsValues())
-        return false;
-    return conversion.size <= text.size() && isDefined(conversion);
+    conversion.size = text.size() - reader.rest.size();
+    if (conversion.kind == '%')
+        return conversion.size == 2;
+    return conversion.slot.type != ValueType::none || conversion.slot.position == 0;
 }
 
 }  // namespace Sorvex::catalogue

@@ -4,6 +4,7 @@
 #define SORVEX_PLATFORM_PLATFORM_H
 
 #ifdef _WIN32
+#include "platform/windows/conversions.h"
 #include "platform/windows/find.h"
 #include "platform/windows/locale.h"
 #include "platform/windows/tree.h"
@@ -23,6 +24,7 @@
 #include "platform/posix/hostinfo/modules.h"
 #include "platform/posix/hostinfo/version.h"
 #include "platform/posix/services/services.h"
+#include "platform/posix/strings/conversions.h"
 #include "platform/posix/strings/locale.h"
 #include "platform/posix/strings/unicode.h"
 #include "platform/posix/threads/sync.h"
