@@ -17,7 +17,8 @@ class BStream;
 ///
 /// The day is a Julian day number on the proleptic Gregorian calendar, taken to change at midnight:
 /// 1970-01-01 is 2440588. The calendar is exact from 0100-01-01 to day 1075462942 (the year
-/// 2939805). Nothing is checked and nothing of this class fails but for want of memory: fields out
+/// 2939805). The clock is not: its seconds have 32 bits on every host, and end on 2038-01-19. Nothing
+/// is checked and nothing of this class fails but for want of memory: fields out
 /// of range add on, and all arithmetic is that of unsigned 32-bit numbers, on every host.
 ///
 /// The difference of two stamps is a stamp as well, read as a span: julianDate() is its count of
@@ -39,7 +40,7 @@ public:
     /// A count of seconds since 1970-01-01 00:00, in 32 bits, with no zone applied.
     ///
     /// A negative count is cut toward zero: -1 is the first day with a time outside it.
-    explicit TimeStamp(long seconds) noexcept;
+    TimeStamp(long seconds) noexcept;
 
     /// The year, month, day, hour, minute and second of a broken-down time; its other fields are
     /// not read.
@@ -64,7 +65,8 @@ public:
     /// The length of a month, 1 to 12, in days; 0 for any other month.
     static unsigned int daysInMonth(unsigned int year, unsigned int month) noexcept;
 
-    /// The full year. Never below 100 for a value that was set by its year.
+    /// The full year. A value that was set by its year is in the year 100 at the earliest, unless a
+    /// month or day of 0 leads back from there, into 99.
     unsigned int year() const noexcept;
     /// The month, 1 to 12.
     unsigned int month() const noexcept;
@@ -170,8 +172,8 @@ public:
     /// The stamp as strftime formats it, with the month and weekday names of the locale in force.
     ///
     /// A null format is the default one. A stamp has no zone, so the zone tokens give nothing; a
-    /// format that gives nothing at all gives an empty string. So does one whose text is longer
-    /// than 16 MB, which only a field width in the format can ask for.
+    /// format that gives nothing at all gives an empty string. So may one whose text is more than
+    /// 16 MB longer than itself.
     std::string asString(const char* format = "%Y %B %d %H:%M:%S") const;
 
 protected:

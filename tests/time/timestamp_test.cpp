@@ -97,8 +97,11 @@ TEST(TimeStamp, SetsDateAndTimeApart) {
 }
 
 TEST(TimeStamp, CountsSecondsIn32Bits) {
-    for (const long seconds : {0L, 86399L, 86400L, 2147483647L})
-        EXPECT_EQ(TimeStamp(seconds).asTime_t(), seconds);
+    for (const long seconds : {0L, 86399L, 86400L, 2147483647L}) {
+        const TimeStamp stamp = seconds;
+        EXPECT_EQ(stamp.asTime_t(), seconds);
+        EXPECT_TRUE(stamp == seconds && !(stamp < seconds));
+    }
     EXPECT_EQ(TimeStamp(-1L), TimeStamp(2440588UL, 4294966296UL));
     EXPECT_EQ(TimeStamp(2440588UL, 90061999UL).asTime_t(), 90061L);
     // 1901-12-13 is as far back as 32 bits reach; what lies before wraps.
