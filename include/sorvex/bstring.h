@@ -61,7 +61,7 @@ public:
             const std::allocator<char>& allocator = std::allocator<char>());
 
     /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
-    /// bits of a long count.
+    /// bits of a long count. A character is a number too: BString('x') is "120", BString(1, 'x') "x".
     BString(int value);
     BString(unsigned int value);   ///< The digits of a number from 0 on.
     BString(long value);           ///< The digits of the low 32 bits, read with a sign.
@@ -227,7 +227,8 @@ public:
     BString& leftJustify(size_type width, char fill = ' ');
 
     /// Brings the text to width characters: pads it at the left end, or cuts it at the right end.
-    /// Unless it has that length already, what stands behind its first NUL is lost first.
+    /// A text that is padded loses what stands behind its first NUL before, and one that is cut is
+    /// cut at its first NUL as well.
     BString& rightJustify(size_type width, char fill = ' ');
 
     /// The position of the first character of a word; npos when there is no such word.
@@ -292,10 +293,10 @@ public:
 
 /// Formats a printf-style list of values, of at most 4095 characters.
 ///
-/// The result ends at the first NUL character of the formatted text.
+/// The result ends at the first NUL character of the formatted text, and where the runtime fails, on
+/// a character that can't be converted.
 ///
-/// @throws std::runtime_error "asString() : buffer overflow" when the text is longer, or when the
-///     runtime can't format it.
+/// @throws std::runtime_error "asString() : buffer overflow" when the text is longer.
 [[gnu::format(printf, 1, 2)]] SORVEX_API std::string asString(const char* format, ...);
 
 // No conversion takes an object: of a standard string pass c_str().
@@ -304,7 +305,8 @@ std::enable_if_t<(std::is_class_v<Values> || ...), std::string> asString(const c
                                                                          const Values&...) = delete;
 
 /// Writes an exception as two lines, the first reading "Exception !" and the second what() of it,
-/// and flushes the stream after each.
+/// and flushes the stream after each. Outside this namespace it takes a using Sorvex::operator<<,
+/// since an exception of the standard does not lead the compiler here.
 SORVEX_API std::ostream& operator<<(std::ostream& stream, std::exception& failure);
 
 /// Small services of the operating system that belong to no object.
