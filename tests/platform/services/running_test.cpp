@@ -22,6 +22,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/posix/services/channel.h"
+#include "platform/posix/services/start.h"
 #include "platform/services/services_fixture.h"
 #include "support/child_process.h"
 #include "support/killed_process.h"
@@ -192,6 +194,22 @@ TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
         EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
         EXPECT_EQ(query("odd").exitCode(), exitCode) << manner;
         EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
+
+    // A program whose start has come to nothing, and which goes on by itself, is ended as any other.
+    const int result = runInChild([&] {
+        using namespace platform::services;
+        const Store store;
+        const Descriptor place = ensurePrivateDirectory(store.runtime(), startingDirectory);
+        const Descriptor silent = listenAt(place.get(), startingSocket(getpid()).c_str());
+        servicePlaces().limit = std::chrono::milliseconds(50);
+        char name[] = "odd";
+        const platform::SERVICE_TABLE_ENTRYA table[] = {{name, nullptr}, {nullptr, nullptr}};
+        EXPECT_FALSE(platform::StartServiceCtrlDispatcherA(table));
+        struct sigaction action {};
+        EXPECT_EQ(sigaction(SIGTERM, nullptr, &action), 0);
+        EXPECT_EQ(action.sa_handler, SIG_DFL);
+    });
+    EXPECT_EQ(result, 0);
     }
 }
 

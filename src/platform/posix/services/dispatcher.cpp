@@ -82,6 +82,20 @@ void changeTermination(void (*from)(int), void (*to)(int)) {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+// The time in which SIGTERM is a control.
+class TerminationAsControl {
+public:
+    explicit TerminationAsControl(int wake) {
+        wakeOfTermination = wake;
+        processOfTermination = getpid();
+        changeTermination(SIG_DFL, noteTermination);
+    }
+    ~TerminationAsControl() { changeTermination(noteTermination, SIG_DFL); }
+
+    TerminationAsControl(const TerminationAsControl&) = delete;
+    TerminationAsControl& operator=(const TerminationAsControl&) = delete;
+};
+
 }  // namespace
 
 Dispatcher& Dispatcher::ofProcess() {
@@ -96,13 +110,14 @@ void Dispatcher::run(const SERVICE_TABLE_ENTRYA* newTable) {
     connectToStarter();
     for (const auto* entry = newTable; entry->lpServiceName != nullptr; ++entry)
         table.emplace_back(entry->lpServiceName, entry->lpServiceProc);
-    // Before an entry point can set a handler of its own.
-    wakeOfTermination = wake.get();
-    processOfTermination = getpid();
-    changeTermination(SIG_DFL, noteTermination);
-    takeFirstStart();
+    Request first = awaitFirstStart();
+    // Before an entry point can set a handler of its own, and not while there is no service yet: a
+    // program that no manager has started may go on as an ordinary one.
+    const TerminationAsControl signals(wake.get());
+    const Reply reply{takeStart(first), {}};
+    send(starter.get(), reply);
+    starter.close();
     serveUntilStopped();
-    changeTermination(noteTermination, SIG_DFL);
     connections.clear();
 }
 
@@ -130,15 +145,13 @@ void Dispatcher::connectToStarter() {
     isConnected = true;
 }
 
-void Dispatcher::takeFirstStart() {
+Request Dispatcher::awaitFirstStart() {
     std::optional<Request> request;
     if (awaitReadable(starter.get(), TimeLimit(responseLimit())))
         request = receiveRequest(starter.get());
     if (!request || request->kind != RequestKind::start)
         refuse(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
-    const Reply reply{takeStart(*request), {}};
-    send(starter.get(), reply);
-    starter.close();
+    return std::move(*request);
 }
 
 // Starts the service of a request. Gives the error for the starter, ERROR_SUCCESS for none.

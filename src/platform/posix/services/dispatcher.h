@@ -48,7 +48,7 @@ private:
     };
 
     void connectToStarter();
-    void takeFirstStart();
+    Request awaitFirstStart();
     void serveUntilStopped();
     bool waitForWork();
     bool acceptConnections();
