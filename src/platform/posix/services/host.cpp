@@ -18,6 +18,12 @@ namespace {
 constexpr int threadsField = 20;
 constexpr int startTimeField = 22;
 
+// The number of a namespace; 0 on hosts that have none of the kind.
+std::uint64_t namespaceBehind(const char* name) {
+    struct stat facts {};
+    return stat(name, &facts) == 0 ? facts.st_ino : 0;
+}
+
 }  // namespace
 
 std::string hostName() {
@@ -37,8 +43,12 @@ std::string machineName() {
 }
 
 std::uint64_t processNamespace() {
-    struct stat facts {};
-    return stat("/proc/self/ns/pid", &facts) == 0 ? facts.st_ino : 0;
+    return namespaceBehind("/proc/self/ns/pid");
+}
+
+std::uint64_t identityNamespaces() {
+    constexpr int bitsOfNumber = 32;
+    return processNamespace() << bitsOfNumber ^ namespaceBehind("/proc/self/ns/time");
 }
 
 std::uint64_t bootNumber() {

@@ -22,6 +22,10 @@ std::uint64_t bootNumber();
 /// only in the same one.
 std::uint64_t processNamespace();
 
+/// A number for the PID namespace and the time namespace: identities mean something only in the
+/// same ones, since the kernel tells times by the clock of whoever asks.
+std::uint64_t identityNamespaces();
+
 /// A process, told apart from a later one of the same number by when it was started.
 struct ProcessIdentity {
     pid_t id = 0;

@@ -29,7 +29,7 @@ struct Record {
     std::uint32_t process;
     std::uint64_t startTime;
     std::uint64_t boot;
-    std::uint64_t processNamespace;
+    std::uint64_t namespaces;
     std::uint64_t started;
     SERVICE_STATUS status;
     std::uint32_t isBeingStarted;
@@ -179,7 +179,7 @@ void RunState::write() {
     record.process = static_cast<std::uint32_t>(process.id);
     record.startTime = process.startTime;
     record.boot = bootNumber();
-    record.processNamespace = processNamespace();
+    record.namespaces = identityNamespaces();
     record.started = started;
     record.changed = changed;
     record.status = status;
@@ -234,7 +234,7 @@ Observation observe(int runtime, const std::string& key) {
     found.started = record->started;
     found.changed = record->changed;
     found.isBeingStarted = record->isBeingStarted != 0;
-    found.isProcessKnown = record->processNamespace == processNamespace();
+    found.isProcessKnown = record->namespaces == identityNamespaces();
     found.process = {static_cast<pid_t>(record->process), record->startTime};
     if (found.status.dwCurrentState == SERVICE_STOPPED)
         return found;

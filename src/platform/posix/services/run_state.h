@@ -6,8 +6,9 @@
 // the record, written in turn, so that a reader always finds a whole one and never waits for a
 // writer.
 //
-// The lock says more than the record: it is seen from other PID namespaces, where the number of the
-// process means nothing, and beside a record that is damaged or by another version.
+// The lock says more than the record: it is seen from other PID and time namespaces, where the number
+// and the start time of the process mean nothing, and beside a record that is damaged or by another
+// version.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 
@@ -78,7 +79,7 @@ struct Observation {
     bool isActive = false;     // a process lives that has not reported that the service is stopped
     bool isUnderstood = true;  // false: it is active, and nothing else is known
     bool isBeingStarted = false;  // no process has taken the service over from its starter yet
-    bool isProcessKnown = false;  // the process has this number in this PID namespace
+    bool isProcessKnown = false;  // the process has this identity here
     ProcessIdentity process;
     std::uint64_t started = 0;  // ns since 1970; tells one start from the next
     std::uint64_t changed = 0;  // when it came into its state, likewise; 0 when nobody knows
