@@ -428,6 +428,8 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
 
     // A sibling whose record is damaged is in nobody's way, and can be stopped.
     directory.file("database/left/configuration", "nonsense");
+    std::filesystem::permissions(directory.path() / "run/services/third",
+                                 std::filesystem::perms(0755));
     ASSERT_TRUE(runs("right"));
     EXPECT_EQ(send("left", SERVICE_CONTROL_STOP), 0U);
     EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);

@@ -97,7 +97,8 @@ bool hasActiveDependents(const Store& store, const std::string& key) {
         if (name.substr(0, dependentPrefix.size()) != dependentPrefix)
             continue;
         const std::string dependent = name.substr(dependentPrefix.size());
-        if (dependent.empty() || dependent.front() == '.' || !store.observe(dependent).isActive)
+        if (dependent.empty() || dependent.front() == '.' ||
+            !store.observeOther(dependent).isActive)
             continue;
         const auto configuration = store.database().configurationOf(dependent);
         if (configuration && namesAsDependency(*configuration, key))

@@ -296,7 +296,7 @@ void Starter::handOver(Run& run) const {
 // have begun with it, so the next attempt gets a file of its own.
 bool Starter::handToSibling(Run& run) const {
     for (const std::string& key : store.database().keys()) {
-        const Observation sibling = store.observe(key);
+        const Observation sibling = store.observeOther(key);
         if (!sibling.isActive || sibling.isBeingStarted || key == run.key)
             continue;
         const auto other = store.database().configurationOf(key);

@@ -11,6 +11,15 @@ Store::Store(const Places& places)
     : services(ensurePlace(places.database)), runtimeDirectory(ensurePlace(places.runtime)) {}
 
 KeptService Store::keep(const std::string& key) const {
+Observation Store::observeOther(const std::string& key) const {
+    try {
+        return observe(key);
+    } catch (const Refusal&) {
+        // Foreign files in the place of its own are a failure for that service alone.
+        return {};
+    }
+}
+
     {
         const ScopedFileLock shared = database().lock(LOCK_SH);
         ServiceDirectory entry = database().find(key);

@@ -28,6 +28,10 @@ public:
 
     Observation observe(const std::string& key) const { return services::observe(runtime(), key); }
 
+    /// The same of a service that is not the one that is asked about: what can't be looked at is
+    /// not active.
+    Observation observeOther(const std::string& key) const;
+
     /// Finds a service and keeps it; ERROR_SERVICE_DOES_NOT_EXIST.
     KeptService keep(const std::string& key) const;
 
