@@ -459,6 +459,13 @@ TEST_F(RunningServiceTest, StartsWhatItDependsOnFirst) {
     EXPECT_TRUE(reaches("top", SERVICE_RUNNING));
     // What others need can't be stopped before them.
     EXPECT_EQ(send("base", SERVICE_CONTROL_STOP), ERROR_DEPENDENT_SERVICES_RUNNING);
+    // Nor when they have gone and come back.
+    EXPECT_EQ(remove("base"), 0U);
+    EXPECT_EQ(send("base", 130), ERROR_SERVICE_NOT_ACTIVE);
+    createServing("base");
+    EXPECT_EQ(query("base").exitCode(), ERROR_SERVICE_NEVER_STARTED);
+    EXPECT_TRUE(runs("base"));
+    EXPECT_EQ(send("base", SERVICE_CONTROL_STOP), ERROR_DEPENDENT_SERVICES_RUNNING);
     for (const char* name : {"top", "member", "base"})
         EXPECT_EQ(send(name, SERVICE_CONTROL_STOP), 0U) << name;
 

@@ -17,6 +17,10 @@ namespace {
 // Empty files in the run-time directory of a service, named after those that depend on it.
 constexpr std::string_view dependentPrefix = "dependent.";
 
+bool isMark(const std::string& name) {
+    return name.compare(0, dependentPrefix.size(), dependentPrefix) == 0;
+}
+
 bool namesAsDependency(const Configuration& configuration, const std::string& key) {
     const auto& names = configuration.dependencies;
     return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
@@ -94,7 +98,7 @@ bool hasActiveDependents(const Store& store, const std::string& key) {
     if (!directory)
         return false;
     for (const std::string& name : visibleEntries(directory.get())) {
-        if (name.substr(0, dependentPrefix.size()) != dependentPrefix)
+        if (!isMark(name))
             continue;
         const std::string dependent = name.substr(dependentPrefix.size());
         if (dependent.empty() || dependent.front() == '.' ||
@@ -105,6 +109,17 @@ bool hasActiveDependents(const Store& store, const std::string& key) {
             return true;
     }
     return false;
+}
+
+void removeRuntime(const Store& store, const std::string& key) {
+    if (!hasActiveDependents(store, key)) {
+        removeTree(store.runtime(), key.c_str());
+        return;
+    }
+    const Descriptor directory = openPrivateDirectory(store.runtime(), key.c_str());
+    for (const std::string& name : visibleEntries(directory.get()))
+        if (!isMark(name))
+            removeTree(directory.get(), name.c_str());
 }
 
 }  // namespace Sorvex::platform::services

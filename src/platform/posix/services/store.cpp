@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "platform/posix/services/dependencies.h"
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 
@@ -10,7 +11,6 @@ namespace Sorvex::platform::services {
 Store::Store(const Places& places)
     : services(ensurePlace(places.database)), runtimeDirectory(ensurePlace(places.runtime)) {}
 
-KeptService Store::keep(const std::string& key) const {
 Observation Store::observeOther(const std::string& key) const {
     try {
         return observe(key);
@@ -20,6 +20,7 @@ Observation Store::observeOther(const std::string& key) const {
     }
 }
 
+KeptService Store::keep(const std::string& key) const {
     {
         const ScopedFileLock shared = database().lock(LOCK_SH);
         ServiceDirectory entry = database().find(key);
@@ -50,7 +51,7 @@ bool Store::removeIfFree(const std::string& key) const {
     if (!alone)
         return false;
     database().remove(key, entry);
-    removeTree(runtime(), key.c_str());
+    removeRuntime(*this, key);
     return true;
 }
 
