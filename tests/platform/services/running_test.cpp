@@ -114,20 +114,21 @@ TEST_F(RunningServiceTest, StartsAProcessThatHasNothingOfItsStarter) {
 TEST_F(RunningServiceTest, RunsWithTheRightsOfItsUserAlone) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can be somebody else";
-    constexpr uid_t nobody = 65534;
+    constexpr uid_t user = 1;
+    constexpr gid_t strangers = 65534;
     const std::string own = directory.name("own");
     const std::string program = own + "/program";
     std::filesystem::create_directory(own);
     std::filesystem::copy_file(thisProgram(), program);
     std::filesystem::permissions(directory.path(), std::filesystem::perms(0711));
     for (const std::string& name : {own, program})
-        EXPECT_EQ(chown(name.c_str(), nobody, nobody), 0);
+        EXPECT_EQ(chown(name.c_str(), user, user), 0);
     // One of root's that has taken on a user's rights for a while, and one with a set-user-id bit.
-    for (const uid_t real : {0U, 1U}) {
+    for (const uid_t real : {0U, 2U}) {
         const std::string service = "of" + std::to_string(real);
         const int result = runInChild([&] {
             servicePlaces().directory = own;
-            EXPECT_EQ(real == 0 ? seteuid(nobody) : setresuid(real, nobody, 0), 0);
+            EXPECT_EQ(real == 0 ? seteuid(user) : setresuid(real, user, 0), 0);
             BServiceControlManager others;
             const std::string command = program + " " + own + " " + service;
             BServiceControl(others, service.c_str(), nullptr, command.c_str(), SERVICE_DEMAND_START,
@@ -139,19 +140,17 @@ TEST_F(RunningServiceTest, RunsWithTheRightsOfItsUserAlone) {
         EXPECT_EQ(result, 0);
         ASSERT_EQ(processes().size(), 1U);
         const auto facts = contentsOf("/proc/" + std::to_string(processes().front()) + "/status");
-        for (const char* line : {"Uid:\t65534\t65534\t65534\t65534\n",
-                                 "Gid:\t65534\t65534\t65534\t65534\n", "Groups:\t65534 \n"})
+        for (const char* line : {"Uid:\t1\t1\t1\t1\n", "Gid:\t1\t1\t1\t1\n", "Groups:\t1 \n"})
             EXPECT_NE(facts.find(line), std::string::npos) << facts;
         end(processes());
     }
-    // Groups that are not the user's and can't be given up.
+    // A group that is not the user's and can't be given up, although its number may mean none.
     const int result = runInChild([&] {
         servicePlaces().directory = own;
-        constexpr gid_t daemons = 1;
-        EXPECT_EQ(setgroups(1, &daemons), 0);
-        EXPECT_TRUE(setgid(nobody) == 0 && setresuid(nobody, nobody, nobody) == 0);
+        EXPECT_EQ(setgroups(1, &strangers), 0);
+        EXPECT_TRUE(setgid(user) == 0 && setresuid(user, user, user) == 0);
         BServiceControlManager others;
-        EXPECT_EQ(errorOf([&] { BServiceControl(others, "of1", all).start(0, nullptr); }),
+        EXPECT_EQ(errorOf([&] { BServiceControl(others, "of2", all).start(0, nullptr); }),
                   ERROR_ACCESS_DENIED);
     });
     EXPECT_EQ(result, 0);
@@ -194,6 +193,7 @@ TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
         EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
         EXPECT_EQ(query("odd").exitCode(), exitCode) << manner;
         EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
+    }
 
     // A program whose start has come to nothing, and which goes on by itself, is ended as any other.
     const int result = runInChild([&] {
@@ -210,7 +210,6 @@ TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
         EXPECT_EQ(action.sa_handler, SIG_DFL);
     });
     EXPECT_EQ(result, 0);
-    }
 }
 
 TEST_F(RunningServiceTest, WorksOnOlderHosts) {
@@ -426,7 +425,8 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
     EXPECT_EQ(processes().size(), 1U);
     EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
 
-    // A sibling whose record is damaged is in nobody's way, and can be stopped.
+    // A sibling whose record is damaged is in nobody's way, and can be stopped; so is one whose place
+    // is open to others.
     directory.file("database/left/configuration", "nonsense");
     std::filesystem::permissions(directory.path() / "run/services/third",
                                  std::filesystem::perms(0755));

@@ -142,14 +142,16 @@ constexpr long getGroupsCall = SYS_getgroups;
 #endif
 
 bool isGroupOf(const ServiceUser& user, gid_t group) {
-    // What a user namespace has no number for is seen as this one, and is worth nothing in it.
-    constexpr gid_t unmapped = 65534;
-    if (group == unmapped)
-        return true;
     for (const gid_t own : user.groups)
         if (group == own)
             return true;
-    return false;
+    // A group that a user namespace has no number for is seen as this one. It can't be given up
+    // there, nor be told from the user's own. Where the number is a group's the call fails otherwise
+    // or succeeds.
+    constexpr gid_t unmapped = 65534;
+    constexpr gid_t unchanged = static_cast<gid_t>(-1);
+    return group == unmapped && syscall(setGroupCall, unchanged, unmapped, unchanged) != 0 &&
+           errno == EINVAL;
 }
 
 // Whoever may not choose groups keeps those that he has, as long as they are the user's.
@@ -208,8 +210,8 @@ bool becomeUser(const ServiceUser& user) {
     reportAndExit(reports);
 }
 
-// The child of the starter: its only purpose is that its own child loses its parent. It stays until
-// the starter has a hold on that, so that its number can't be another's by then.
+// The child of the starter: its only purpose is that its own child loses its parent (double fork).
+// It stays until the starter has a hold on that, so that its number can't be another's by then.
 [[noreturn]] void becomeParent(const ChildPlan& plan) {
     const pid_t program = fork();
     if (program == 0)
