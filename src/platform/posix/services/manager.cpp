@@ -161,6 +161,7 @@ BOOL CloseServiceHandle(SC_HANDLE handle) {
 BOOL GetServiceDisplayNameA(SC_HANDLE manager, const char* serviceName, char* buffer, DWORD* size) {
     return services::answering(FALSE, [&] {
         const auto& handle = services::managerBehind(manager, SC_MANAGER_CONNECT);
+        const TerminationShield shield;
         const auto service = services::find(*handle.store, services::checkedName(serviceName));
         return services::giveName(service.entry.configuration().displayName, buffer, size);
     });
@@ -175,6 +176,7 @@ BOOL GetServiceKeyNameA(SC_HANDLE manager, const char* displayName, char* buffer
         const std::string key = handle.store->database().keyShownAs(shown);
         if (key.empty())
             services::refuse(ERROR_SERVICE_DOES_NOT_EXIST);
+        const TerminationShield shield;
         const auto service = handle.store->keep(key);
         return services::giveName(service.entry.configuration().name, buffer, size);
     });
