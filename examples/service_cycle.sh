@@ -8,22 +8,24 @@ programs=$1
 name=sorvex-clock-$$
 control=$programs/service_control
 
-# What the service manager makes for its first service is taken away again if this was the first.
+# What the service manager makes for its first service is taken away again if this was the first,
+# and the service's log in any case.
 if [ "$(id -u)" = 0 ]; then
-    database=/var/lib/sorvex runtime=/run/sorvex
+    database=/var/lib/sorvex runtime=/run/sorvex logs=/var/log/sorvex
 else
     home=$(getent passwd "$(id -u)" | cut -d: -f6)
     [ -w "${home:-/nonexistent}" ] || exit 77
-    database=$home/.sorvex runtime=$home/.sorvex/run
+    database=$home/.sorvex runtime=$home/.sorvex/run logs=$home/.sorvex/log
 fi
 fresh=()
-for place in "$runtime" "$database"; do
+for place in "$logs" "$runtime" "$database"; do
     [ -e "$place" ] || fresh+=("$place")
 done
 
 clean() {
     "$control" stop "$name" >/dev/null 2>&1 || true
     "$control" delete "$name" >/dev/null 2>&1 || true
+    rm -f "$logs/$name.log"
     for place in "${fresh[@]}"; do
         find "$place" -depth -type d -empty -delete 2>/dev/null || true
     done
