@@ -11,7 +11,7 @@ packagesForSite=(doxygen doxygen-awesome-css)
 packagesToCheckSite=(chromium linkchecker python3)
 packagesToEmulate=(clang qemu-user libstdc++-12-dev-arm64-cross binutils-aarch64-linux-gnu
     libstdc++-12-dev-s390x-cross binutils-s390x-linux-gnu)
-packagesToPack=(dpkg-dev fakeroot lintian pkg-config)
+packagesToPack=(abigail-tools dpkg-dev fakeroot lintian pkg-config xz-utils)
 packagesForWindows=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64)
 
 missing_packages() {
