@@ -48,5 +48,8 @@ install(DIRECTORY docs DESTINATION "${documentDirectory}" COMPONENT documentatio
     FILES_MATCHING PATTERN "*.md" PATTERN site EXCLUDE)
 install(DIRECTORY examples DESTINATION "${documentDirectory}" COMPONENT documentation
     PATTERN CMakeLists.txt EXCLUDE)
+# The site is there once scripts/site has made it.
+install(DIRECTORY build/site/ DESTINATION "${documentDirectory}/html" COMPONENT documentation
+    OPTIONAL)
 install(FILES cmake/examples.cmake DESTINATION "${documentDirectory}/examples"
     COMPONENT documentation RENAME CMakeLists.txt)
