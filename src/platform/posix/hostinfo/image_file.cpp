@@ -3,7 +3,6 @@
 #include "platform/posix/hostinfo/image_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
@@ -11,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/errors.h"
+#include "platform/posix/base/retried.h"
 #include "platform/posix/files/host_path.h"
 
 namespace Sorvex::platform {
@@ -85,11 +85,10 @@ bool ImageFile::loadPage(std::uint64_t start) {
     pageStart = start;
     pageFilled = 0;
     while (pageFilled < pageSize) {
-        const ssize_t count =
-            ::pread(descriptor.get(), page.data() + pageFilled, pageSize - pageFilled,
-                    static_cast<off_t>(start + pageFilled));
-        if (count == -1 && errno == EINTR)
-            continue;
+        const ssize_t count = retried([&] {
+            return ::pread(descriptor.get(), page.data() + pageFilled, pageSize - pageFilled,
+                           static_cast<off_t>(start + pageFilled));
+        });
         if (count == -1) {
             setLastErrorFromErrno();
             return false;
