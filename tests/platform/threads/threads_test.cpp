@@ -5,6 +5,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -22,6 +23,7 @@
 #include "platform/posix/base/handles.h"
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/base/termination_shield.h"
+#include "platform/posix/events/events.h"
 #include "platform/posix/events/wait.h"
 #include "support/child_process.h"
 #include "support/process_facts.h"
@@ -250,21 +252,65 @@ TEST(TerminateThread, LeavesNothingBehind) {
     EXPECT_TRUE(sanitized || mappings() < before + 20);
 }
 
-TEST(TerminateThread, LeavesTheAllocatorUsable) {
+// Two threads are ended amid something that takes locks of the whole process; then the same is done
+// here, in a process of its own that ends by a signal when it gets stuck.
+TEST(TerminateThread, LeavesTheProcessUsable) {
     if (sanitized)
-        GTEST_SKIP() << "a sanitizer's allocator can't be told from the program";
-    // Each is ended in the middle of an allocation, more of them than there are heaps to lock.
-    for (int round = 0; round < stressRounds(500); ++round) {
-        TestThread thread([](TestThread& self) {
-            for (int blocks = 0;; ++blocks) {
-                void* volatile const block = std::malloc(5000);
-                std::free(block);
-                if (blocks == 10)
-                    self.arrival.count_down();
+        GTEST_SKIP() << "a sanitizer's own code can't be told from the program";
+    const struct {
+        const char* place;
+        void (*work)();
+    } cases[] = {
+        {"the allocator",
+         [] {
+             void* volatile const block = std::malloc(5000);
+             std::free(block);
+         }},
+        {"a stream", [] { std::printf("%d\n", 5), std::fflush(stdout); }},
+        {"a fork",
+         [] {
+             const pid_t child = fork();
+             if (child == 0)
+                 _exit(0);
+             waitpid(child, nullptr, 0);
+         }},
+        {"the zone", tzset},
+        {"a named event", [] { CloseHandle(CreateEventA(nullptr, TRUE, TRUE, "sorvex stop")); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.place);
+        const auto stopAmid = [&] {
+            alarm(120);
+            ASSERT_NE(std::freopen("/dev/null", "w", stdout), nullptr);
+            c.work();
+            const std::size_t descriptors = openDescriptors();
+            const auto work = [&](TestThread& self) {
+                for (self.arrival.count_down();;)
+                    c.work();
+            };
+            for (int round = 0; round < stressRounds(50); ++round) {
+                TestThread first(work);
+                TestThread second(work);
+                first.arrival.wait();
+                c.work();
             }
-        });
-        thread.arrival.wait();
+            EXPECT_LT(openDescriptors(), descriptors + 5);
+        };
+        EXPECT_EQ(runInChild(stopAmid), 0);
     }
+}
+
+TEST(TerminateThread, HasNothingToDoInAForkedChild) {
+    TestThread thread(arriveAndLoop);
+    thread.arrival.wait();
+    const auto child = [&] {
+        alarm(60);
+        EXPECT_TRUE(TerminateThread(thread.handle, 0));
+        EXPECT_EQ(thread.wait(), WAIT_OBJECT_0);
+        EXPECT_TRUE(CloseHandle(thread.handle));
+    };
+    EXPECT_EQ(runInChild(child), 0);
+    EXPECT_EQ(thread.wait(0), WAIT_TIMEOUT);
 }
 
 TEST(TerminateThread, LeavesNothingForTheNextThreadToFind) {

@@ -19,30 +19,38 @@ public:
         const int outer = depth.load(relaxed) - 1;
         depth.store(outer, relaxed);
         std::atomic_signal_fence(std::memory_order_seq_cst);
-        if (outer == 0 && endIsDue.load(relaxed))
+        if (outer == 0 && dueEnd.load(relaxed) != nullptr)
             endNow();
     }
 
     TerminationShield(const TerminationShield&) = delete;
     TerminationShield& operator=(const TerminationShield&) = delete;
 
-    /// For the signal handler: whether the thread is shielded now. If so its end is noted.
-    static bool putsOffTheEnd() noexcept {
+    /// Whether the end of this scope ends the thread, which then has to leave soon.
+    bool endsTheThread() const noexcept {
+        return depth.load(relaxed) == 1 && dueEnd.load(relaxed) != nullptr;
+    }
+
+    /// What ends the calling thread, for good.
+    using End = void (*)() noexcept;
+
+    /// For the signal handler: whether the thread is shielded now. If so the shield ends it.
+    static bool putsOff(End end) noexcept {
         if (depth.load(relaxed) == 0)
             return false;
-        endIsDue.store(true, relaxed);
+        dueEnd.store(end, relaxed);
         return true;
     }
 
 private:
     static constexpr std::memory_order relaxed = std::memory_order_relaxed;
 
-    [[noreturn]] static void endNow() noexcept;
+    static void endNow() noexcept;
 
     // Only their own thread and its signal handler look at them. A handler can't wait for storage
     // that is allocated when it is first touched.
     [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<int> depth;
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<bool> endIsDue;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<End> dueEnd;
 };
 
 }  // namespace Sorvex::platform

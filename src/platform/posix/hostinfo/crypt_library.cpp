@@ -4,6 +4,8 @@
 
 #include <dlfcn.h>
 
+#include "platform/posix/base/termination_shield.h"
+
 namespace Sorvex::platform {
 
 namespace {
@@ -13,6 +15,8 @@ constinit std::atomic<void*> openedLibrary = nullptr;
 }  // namespace
 
 CryptLibrary openCryptLibrary() {
+    // The loader runs code of the library with its lock held.
+    const TerminationShield shield;
     void* library = openedLibrary.load(std::memory_order_acquire);
     if (library == nullptr) {
         library = ::dlopen("libcrypt.so.1", RTLD_NOW | RTLD_LOCAL);

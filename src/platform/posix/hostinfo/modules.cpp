@@ -17,6 +17,7 @@
 #include <climits>
 
 #include "platform/posix/base/errors.h"
+#include "platform/posix/base/termination_shield.h"
 #include "platform/posix/files/host_path.h"
 
 namespace Sorvex::platform {
@@ -135,16 +136,22 @@ void dropRemovalMark(std::string& name) {
         name.resize(name.size() - mark.size());
 }
 
+// Goes through the loader's list, which a thread that is ended meanwhile would leave locked.
+void iterate(int (*visit)(dl_phdr_info*, std::size_t, void*), void* context) {
+    const TerminationShield shield;
+    ::dl_iterate_phdr(visit, context);
+}
+
 void Modules::refresh() {
     LoaderState present;
-    ::dl_iterate_phdr(readState, &present);
+    iterate(readState, &present);
     if (present == state && !segments.empty())
         return;
     for (;;) {
         segments.clear();
         names.clear();
         Listing listing{this};
-        ::dl_iterate_phdr(add, &listing);
+        iterate(add, &listing);
         if (listing.fits())
             break;
         segments.reserve(listing.segmentsNeeded);

@@ -8,6 +8,8 @@
 
 #include <string.h>
 
+#include "platform/posix/base/termination_shield.h"
+
 namespace Sorvex::platform {
 
 /// The storage behind the texts of one record. It is wiped, since a text can be a hash.
@@ -50,6 +52,8 @@ template <typename Record, typename Get>
 int lookUp(Record& record, LookupBuffer& buffer, Get get) {
     for (;;) {
         Record* result = nullptr;
+        // The services' own modules take locks of the whole process.
+        const TerminationShield shield;
         const int error = get(&record, buffer.data(), buffer.size(), &result);
         if (result != nullptr)
             return 0;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/kernel_files.h"
+#include "platform/posix/base/termination_shield.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/refusal.h"
 
@@ -52,6 +53,8 @@ std::uint64_t identityNamespaces() {
 }
 
 std::uint64_t bootNumber() {
+    // A thread that is ended amid the first call would leave the others waiting for its result.
+    const TerminationShield shield;
     static const std::uint64_t number = [] {
         char identifier[64];
         readKernelFile("/proc/sys/kernel/random/boot_id", identifier, sizeof identifier);

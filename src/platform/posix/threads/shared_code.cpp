@@ -2,21 +2,102 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iterator>
 
+#include <dlfcn.h>
 #include <gnu/libc-version.h>
 #include <link.h>
-#include <sys/syscall.h>
+#include <sys/auxv.h>
 #include <ucontext.h>
+#include <unwind.h>
+
+#include "platform/posix/base/termination_shield.h"
 
 namespace Sorvex::platform {
 
 namespace {
 
-// The executable part of one loaded module.
+// What a handler sees of a thread that was interrupted at or in a system call:
+//
+//                   x86-64           i386                aarch64
+//     -> number     B8 n    mov      B8 n    mov         D28.. mov x8    about to call
+//     -> call       0F 05   syscall  CD 80   int $0x80   D4000001 svc    about to call
+//     -> after it   result in rax    in eax              in x0           back from the call
+//
+// Back with -EINTR it was asleep, and the signal has woken it. Back with any other result it gets
+// on: who was woken by another thread (a futex) has a result, so no wake-up is lost with a sleeper.
+// With SA_RESTART a sleeper would stand at the call like one that is only about to make it.
+//
+// i386 makes its calls in a page of the kernel's (the vdso), which saves three registers first:
+// there the place that sleeps is the one it returns to.
+#if defined(__x86_64__)
+
+constexpr unsigned char systemCall[] = {0x0F, 0x05};
+
+struct Interrupted {
+    explicit Interrupted(const mcontext_t& registers) noexcept
+        : place(static_cast<std::uintptr_t>(registers.gregs[REG_RIP])),
+          result(static_cast<long>(registers.gregs[REG_RAX])) {}
+
+    std::uintptr_t caller() const noexcept { return place; }
+
+    const std::uintptr_t place;
+    const long result;
+};
+
+#elif defined(__i386__)
+
+constexpr unsigned char systemCall[] = {0xCD, 0x80};
+
+struct Interrupted {
+    explicit Interrupted(const mcontext_t& registers) noexcept
+        : place(static_cast<std::uintptr_t>(registers.gregs[REG_EIP])),
+          result(registers.gregs[REG_EAX]),
+          stack(reinterpret_cast<const std::uintptr_t*>(registers.gregs[REG_ESP])) {}
+
+    std::uintptr_t caller() const noexcept { return stack[3]; }
+
+    const std::uintptr_t place;
+    const long result;
+    const std::uintptr_t* const stack;
+};
+
+#elif defined(__aarch64__)
+
+constexpr unsigned char systemCall[] = {0x01, 0x00, 0x00, 0xD4};
+
+struct Interrupted {
+    explicit Interrupted(const mcontext_t& registers) noexcept
+        : place(registers.pc), result(static_cast<long>(registers.regs[0])) {}
+
+    std::uintptr_t caller() const noexcept { return place; }
+
+    const std::uintptr_t place;
+    const long result;
+};
+
+#else
+
+constexpr unsigned char systemCall[] = {0};
+
+// Nowhere.
+struct Interrupted {
+    explicit Interrupted(const mcontext_t& /*registers*/) noexcept {}
+
+    std::uintptr_t caller() const noexcept { return place; }
+
+    const std::uintptr_t place = 0;
+    const long result = 0;
+};
+
+#endif
+
+// A run of addresses with code.
 struct Code {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
@@ -34,8 +115,8 @@ public:
     }
 
     bool holds(std::uintptr_t place) const noexcept {
-        return place >= begin.load(std::memory_order_relaxed) &&
-               place < end.load(std::memory_order_relaxed);
+        return Code{begin.load(std::memory_order_relaxed), end.load(std::memory_order_relaxed)}
+            .holds(place);
     }
 
 private:
@@ -43,18 +124,17 @@ private:
     std::atomic<std::uintptr_t> end = 0;
 };
 
-constinit SharedCode library;
-constinit SharedCode allocator;
-constinit SharedCode loader;
+constinit SharedCode modules[6];
+constinit SharedCode waitForOwnLock;  // of the C library, for one of its own locks
 
 // What the loader is asked for: the module that an address belongs to.
-struct Search {
+struct ModuleSearch {
     std::uintptr_t address;
     Code found;
 };
 
 int examineModule(dl_phdr_info* module, std::size_t /*size*/, void* wanted) {
-    auto& search = *static_cast<Search*>(wanted);
+    auto& search = *static_cast<ModuleSearch*>(wanted);
     Code code{UINTPTR_MAX, 0};
     for (unsigned index = 0; index < module->dlpi_phnum; ++index) {
         const ElfW(Phdr)& segment = module->dlpi_phdr[index];
@@ -71,7 +151,7 @@ int examineModule(dl_phdr_info* module, std::size_t /*size*/, void* wanted) {
 }
 
 Code codeAround(std::uintptr_t address) {
-    Search search{address, {}};
+    ModuleSearch search{address, {}};
     dl_iterate_phdr(examineModule, &search);
     return search.found;
 }
@@ -81,109 +161,54 @@ Code codeAround(Function* function) {
     return codeAround(reinterpret_cast<std::uintptr_t>(function));
 }
 
-#if defined(__x86_64__) || defined(__aarch64__)
-
-// Whether it is a call for memory, which the allocator makes with its lock held.
-template <typename Register>
-bool isForMemory(Register call) noexcept {
-    constexpr Register calls[] = {SYS_brk,      SYS_madvise, SYS_mmap,
-                                  SYS_mprotect, SYS_mremap,  SYS_munmap};
-    return std::find(std::begin(calls), std::end(calls), call) != std::end(calls);
+// The one function in which glibc waits for its own locks, and for no others. It looks again when a
+// signal wakes it.
+Code ownLockWait() {
+    void* const function = dlsym(RTLD_DEFAULT, "__lll_lock_wait_private");
+    Dl_info module{};
+    void* symbol = nullptr;
+    if (function == nullptr || dladdr1(function, &module, &symbol, RTLD_DL_SYMENT) == 0 ||
+        symbol == nullptr)
+        return {};
+    const auto begin = reinterpret_cast<std::uintptr_t>(function);
+    return {begin, begin + static_cast<const ElfW(Sym)*>(symbol)->st_size};
 }
-
-#endif
-
-// Where a thread was interrupted, and whether that is at a system call, which either has returned
-// or is about to be made, perhaps again.
-#if defined(__x86_64__)
-
-std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
-    return static_cast<std::uintptr_t>(thread.uc_mcontext.gregs[REG_RIP]);
-}
-
-bool isSystemCall(const unsigned char* place) noexcept {
-    return place[0] == 0x0F && place[1] == 0x05;
-}
-
-// Whether the call before a place is for memory, as the instruction that loads its number tells:
-// the register holds the result by then.
-bool endsCallForMemory(const unsigned char* place) noexcept {
-    constexpr unsigned char restOfNumber[] = {0, 0, 0};
-    return place[-7] == 0xB8 && std::memcmp(place - 5, restOfNumber, sizeof restOfNumber) == 0 &&
-           isForMemory(int{place[-6]});
-}
-
-bool standsAtSystemCall(const ucontext_t& thread) noexcept {
-    const auto* const place = reinterpret_cast<const unsigned char*>(placeOf(thread));
-    if (isSystemCall(place))
-        return !isForMemory(thread.uc_mcontext.gregs[REG_RAX]);
-    return isSystemCall(place - 2) && !endsCallForMemory(place);
-}
-
-#elif defined(__i386__)
-
-std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
-    return static_cast<std::uintptr_t>(thread.uc_mcontext.gregs[REG_EIP]);
-}
-
-// The C library makes its calls in a page of the kernel's, outside its own code.
-constexpr bool standsAtSystemCall(const ucontext_t& /*thread*/) noexcept {
-    return false;
-}
-
-#elif defined(__aarch64__)
-
-std::uintptr_t placeOf(const ucontext_t& thread) noexcept {
-    return thread.uc_mcontext.pc;
-}
-
-// The call's number outlasts the call in its register.
-bool standsAtSystemCall(const ucontext_t& thread) noexcept {
-    constexpr std::uint32_t supervisorCall = 0xD4000001;  // svc #0
-    constexpr int numberRegister = 8;
-    const auto* const place = reinterpret_cast<const std::uint32_t*>(placeOf(thread));
-    return (place[0] == supervisorCall || place[-1] == supervisorCall) &&
-           !isForMemory(thread.uc_mcontext.regs[numberRegister]);
-}
-
-#else
-
-// Not known: a place that belongs to nobody.
-constexpr std::uintptr_t placeOf(const ucontext_t& /*thread*/) noexcept {
-    return 0;
-}
-
-constexpr bool standsAtSystemCall(const ucontext_t& /*thread*/) noexcept {
-    return false;
-}
-
-#endif
 
 }  // namespace
 
 void findSharedCode() {
+    // A thread that is ended meanwhile would leave the loader's lock.
+    const TerminationShield shield;
     static const bool found = [] {
         const Code own = codeAround(findSharedCode);
+        // A program that is linked statically as a whole has no loader; the place where debuggers
+        // stop the loader is in its own code then.
+        const Code all[] = {codeAround(gnu_get_libc_version),
+                            codeAround(std::malloc),
+                            codeAround(_r_debug.r_brk),
+                            codeAround(_Unwind_Backtrace),
+                            codeAround(std::terminate),
+                            codeAround(static_cast<std::uintptr_t>(getauxval(AT_SYSINFO_EHDR)))};
+        static_assert(std::size(all) == std::size(modules));
         // What is linked into one program with this code can't be told from the application's.
-        const auto store = [&own](SharedCode& shared, const Code& code) {
-            shared.store(code.begin == own.begin ? Code{} : code);
-        };
-        store(library, codeAround(gnu_get_libc_version));
-        store(allocator, codeAround(std::malloc));
-        // Where debuggers stop the loader. A program that is linked statically as a whole has none,
-        // and names its own code.
-        store(loader, codeAround(_r_debug.r_brk));
+        for (std::size_t index = 0; index < std::size(all); ++index)
+            modules[index].store(all[index].begin == own.begin ? Code{} : all[index]);
+        waitForOwnLock.store(ownLockWait());
         return true;
     }();
     static_cast<void>(found);
 }
 
 bool interruptsSharedCode(const void* context) noexcept {
-    const auto& thread = *static_cast<const ucontext_t*>(context);
-    const std::uintptr_t place = placeOf(thread);
-    if (library.holds(place))
-        return !standsAtSystemCall(thread);
-    return allocator.holds(place) || loader.holds(place);
+    const Interrupted thread(static_cast<const ucontext_t*>(context)->uc_mcontext);
+    if (std::none_of(std::begin(modules), std::end(modules),
+                     [&](const SharedCode& code) { return code.holds(thread.place); }))
+        return false;
+    const bool wasAsleep =
+        thread.result == -EINTR &&
+        std::memcmp(reinterpret_cast<const unsigned char*>(thread.place) - sizeof systemCall,
+                    systemCall, sizeof systemCall) == 0;
+    return !wasAsleep || waitForOwnLock.holds(thread.caller());
 }
 
 }  // namespace Sorvex::platform

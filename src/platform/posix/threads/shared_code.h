@@ -4,17 +4,16 @@
 
 namespace Sorvex::platform {
 
-/// Finds the code of the C library, of the allocator and of the loader. Has to come before the
-/// first question.
+/// Finds the code of the C library, the allocator, the loader and the language's runtime. Has to
+/// come before the first question.
 void findSharedCode();
 
-/// Tells a signal handler whether it has interrupted a thread amid that code, where the thread may
-/// hold the allocator's lock or another that nobody would give back.
+/// Tells a signal handler whether it has interrupted the thread amid such code, where the thread
+/// gets on by itself. One that sleeps there in a system call does not, unless it waits for one of
+/// the C library's own locks. On processors that the layer doesn't know the answer is always no.
 ///
-/// A thread that sleeps in a system call of the C library isn't counted: what it may hold there it
-/// can hold for ever. On processors that the layer doesn't know the answer is always no.
-///
-/// @param context what the handler was given as its third argument
+/// @param context what the handler was given as its third argument; the handler's signal must not
+///     make calls restart (SA_RESTART)
 bool interruptsSharedCode(const void* context) noexcept;
 
 }  // namespace Sorvex::platform

@@ -8,25 +8,25 @@
 // program, whatever set of signals the program gives. The C library too refuses to install a
 // handler for it, so the system call is made here. The C library's own use of this signal, the
 // cancelling of threads, is passed on to its handler.
+//
+// A thread that may hold a lock of the whole process, by the place where the signal meets it, goes
+// on and is met again a moment later.
+#include "platform/posix/threads/thread_end.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <ctime>
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/posix/base/futex.h"
 #include "platform/posix/base/termination_shield.h"
-#include "platform/posix/threads/thread_record.h"
+#include "platform/posix/threads/shared_code.h"
 
 namespace Sorvex::platform {
-
-constinit thread_local std::atomic<int> TerminationShield::depth{0};
-constinit thread_local std::atomic<bool> TerminationShield::endIsDue{false};
-
-void TerminationShield::endNow() noexcept {
-    currentThread->endByForce();
-}
 
 namespace {
 
@@ -65,11 +65,31 @@ asm(".pushsection .text\n"
 
 namespace {
 
+// Whether the calling thread has put off its end for so long that any place is good enough. Counted
+// in nanoseconds of its own work, since signals can meet it many times in one place on a busy
+// machine.
+bool isOutOfPatience() noexcept {
+    constexpr std::uint64_t longest = 10'000'000'000;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint64_t since = 0;
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    const std::uint64_t work = static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
+                               static_cast<std::uint64_t>(time.tv_nsec);
+    if (since == 0)
+        since = work;
+    return work - since > longest;
+}
+
 void handleEndSignal(int number, siginfo_t* information, void* context) {
     ThreadRecord* const record = currentThread;
     if (record != nullptr && record->isToEnd()) {
-        if (!TerminationShield::putsOffTheEnd() && !record->isToBeMetElsewhere(context))
-            record->endByForce();
+        const int error = errno;
+        if (!TerminationShield::putsOff(endThisThread)) {
+            if (!interruptsSharedCode(context) || isOutOfPatience())
+                endThisThread();
+            record->putOffEnd();
+        }
+        errno = error;
         return;
     }
     if (const Handler previous = previousHandler.load(std::memory_order_acquire);
@@ -96,7 +116,8 @@ void ensureHandler() noexcept {
 
     KernelAction action{};
     action.handler = handleEndSignal;
-    action.flags = SA_SIGINFO | SA_RESTART | SA_ONSTACK;
+    // Without SA_RESTART, so that a thread that was asleep can be told from one that wasn't.
+    action.flags = SA_SIGINFO | SA_ONSTACK;
 #if defined(__x86_64__)
     constexpr unsigned long flagRestorer = 0x04000000;
     action.flags |= flagRestorer;
@@ -104,8 +125,6 @@ void ensureHandler() noexcept {
 #endif
     kernelAction(&action, nullptr);
 }
-
-}  // namespace
 
 void sendEndSignal(pid_t thread) noexcept {
     // Looked at each time: the C library installs its handler when a thread is first cancelled.
@@ -117,6 +136,32 @@ void sendEndSignal(pid_t thread) noexcept {
     information.si_pid = getpid();
     information.si_uid = getuid();
     syscall(SYS_rt_tgsigqueueinfo, information.si_pid, thread, endSignal, &information);
+}
+
+}  // namespace
+
+void endThread(ThreadRecord& thread) noexcept {
+    // How long a thread is given to answer a signal before the next one, in milliseconds.
+    constexpr DWORD longestAnswer = 10;
+    // One that has put off its end must get on, or the next signal meets it in the same place.
+    constexpr timespec timeToGetOn{0, 20'000};
+
+    findSharedCode();
+    thread.requestEnd();
+    // The request is repeated for a thread that stood in a bad place or hasn't begun, for the
+    // moment in which the C library puts its own handler in place, and for a full queue of signals.
+    while (!thread.hasEnded()) {
+        const std::uint32_t before = thread.endsPutOff();
+        thread.withHostId(sendEndSignal);
+        thread.waitForAnswer(before, SleepLimit(longestAnswer));
+        if (!thread.hasEnded())
+            clock_nanosleep(CLOCK_MONOTONIC, 0, &timeToGetOn, nullptr);
+    }
+    thread.join();
+}
+
+void endThisThread() noexcept {
+    currentThread->endNow();
 }
 
 }  // namespace Sorvex::platform

@@ -9,6 +9,7 @@
 #include <limits>
 #include <new>
 
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -16,7 +17,7 @@
 #include "platform/posix/base/errors.h"
 #include "platform/posix/base/handles.h"
 #include "platform/posix/base/termination_shield.h"
-#include "platform/posix/threads/shared_code.h"
+#include "platform/posix/threads/thread_id.h"
 #include "platform/posix/time/file_times.h"
 
 namespace Sorvex::platform {
@@ -31,16 +32,6 @@ constexpr std::size_t signalStackSize = std::size_t{64} * 1024;
 
 constexpr std::size_t smallestStack = std::size_t{64} * 1024;
 
-// How long a thread is given to answer a signal before the next one, in milliseconds.
-constexpr DWORD longestAnswer = 10;
-
-constexpr timespec timeToGetOn{0, 20000};
-
-// A thread that is met amid the code of the C library again and again is in one long call. Counted
-// in nanoseconds of its own work, since signals can meet it many times in one place on a busy
-// machine.
-constexpr std::uint64_t mostWorkInSharedCode = 200'000'000;
-
 std::uint64_t now() noexcept {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
@@ -50,14 +41,6 @@ std::uint64_t now() noexcept {
 std::uint64_t ticksOf(const timeval& time) noexcept {
     return static_cast<std::uint64_t>(time.tv_sec) * 10000000U +
            static_cast<std::uint64_t>(time.tv_usec) * 10U;
-}
-
-// Nanoseconds that processors have spent on the calling thread; never 0.
-std::uint64_t ownWork() noexcept {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
-           static_cast<std::uint64_t>(time.tv_nsec) + 1;
 }
 
 // The end of a thread is noticed through the value of a key that the thread holds.
@@ -153,7 +136,11 @@ ProcessorTimes ownProcessorTimes() noexcept {
 
 ThreadRecord::ThreadRecord(pthread_key_t endKey, LPTHREAD_START_ROUTINE startRoutine,
                            void* startArgument) noexcept
-    : creationTime(now()), key(endKey), routine(startRoutine), argument(startArgument) {}
+    : creationTime(now()),
+      process(getpid()),
+      key(endKey),
+      routine(startRoutine),
+      argument(startArgument) {}
 
 ThreadRecord* ThreadRecord::start(std::size_t stackSize, LPTHREAD_START_ROUTINE routine,
                                   void* argument) noexcept {
@@ -205,9 +192,8 @@ void ThreadRecord::run() {
 #endif
     currentThread = this;
     // A signal that came before this found no record and did nothing.
-    if (isToEnd())
-        endByForce();
-    routine(argument);
+    if (!isToEnd())
+        routine(argument);
 }
 
 // Runs when all that the language destroys at the end of a thread is destroyed. The last round but
@@ -225,11 +211,18 @@ void ThreadRecord::leave(void* value) noexcept {
 void ThreadRecord::publishEnd() noexcept {
     exitTime = now();
     finalTimes = ownProcessorTimes();
-    if ((life.fetch_or(ended, std::memory_order_acq_rel) & awaited) != 0)
+    if ((life.fetch_or(ended) & awaited) != 0)
         futexWakeAll(wordOf(life));
+    // The number stays this thread's as long as somebody uses it; in a forked child nobody does.
+    while (numberUsers != 0 && process == getpid())
+        sched_yield();
 }
 
-void ThreadRecord::endByForce() noexcept {
+bool ThreadRecord::hasEnded() const noexcept {
+    return (life.load() & ended) != 0 || (process != getpid() && this != currentThread);
+}
+
+void ThreadRecord::endNow() noexcept {
     // Signals that are still on their way do nothing any more.
     currentThread = nullptr;
 #if SORVEX_THREAD_SANITIZER
@@ -258,10 +251,13 @@ bool ThreadRecord::waitForEnd(const SleepLimit& limit) noexcept {
 }
 
 bool ThreadRecord::joinAtOnce() noexcept {
-    return currentThread == nullptr && joinAlone();
+    return process == getpid() && currentThread == nullptr && joinAlone();
 }
 
 void ThreadRecord::join() noexcept {
+    // The C library has forgotten the threads of another process.
+    if (process != getpid())
+        return;
     const SleepLimit never(INFINITE);
     std::uint32_t state = joinState.load(std::memory_order_acquire);
     while (state != joined) {
@@ -289,48 +285,22 @@ bool ThreadRecord::joinAlone() noexcept {
     return true;
 }
 
-void ThreadRecord::askToEnd() noexcept {
+void ThreadRecord::waitForAnswer(std::uint32_t putOffBefore, const SleepLimit& limit) noexcept {
     std::uint32_t state = life.load(std::memory_order_acquire);
-    const std::uint32_t before = state / onePutOff;
-    sendEndSignal(hostId());
-    const SleepLimit limit(longestAnswer);
-    while ((state & ended) == 0 && state / onePutOff == before && sleepWhile(state, limit))
+    while ((state & ended) == 0 && state / onePutOff == putOffBefore && sleepWhile(state, limit))
         state = life.load(std::memory_order_acquire);
-    // A thread that has put off its end must get on, or the next signal meets it in the same place.
-    if ((state & ended) == 0)
-        clock_nanosleep(CLOCK_MONOTONIC, 0, &timeToGetOn, nullptr);
 }
 
-void ThreadRecord::terminate() noexcept {
-    {
-        const TerminationShield shield;
-        findSharedCode();
-    }
-    endRequested.store(true);
-    // The request is repeated for a thread that stood in a bad place or hasn't begun, for the
-    // moment in which the C library puts its own handler in place, and for a full queue of signals.
-    while (!hasEnded())
-        askToEnd();
-    join();
-}
-
-bool ThreadRecord::isToBeMetElsewhere(const void* signalContext) noexcept {
-    if (!interruptsSharedCode(signalContext))
-        return false;
-    const std::uint64_t work = ownWork();
-    if (workBeforePuttingOff == 0)
-        workBeforePuttingOff = work;
-    if (work - workBeforePuttingOff > mostWorkInSharedCode)
-        return false;
+void ThreadRecord::putOffEnd() noexcept {
     life.fetch_add(onePutOff, std::memory_order_relaxed);
     futexWakeAll(wordOf(life));
-    return true;
 }
 
 void ThreadRecord::closeHandle() noexcept {
     const TerminationShield shield;
     // The C library takes no notice of the end of a thread that was ended by force.
-    const bool isGone = joinState.load(std::memory_order_acquire) == joined;
+    const bool isGone = joinState.load(std::memory_order_acquire) == joined ||
+                        (process != getpid() && this != currentThread);
     if (isGone || (hasEnded() && endedByForce)) {
         join();
         delete this;

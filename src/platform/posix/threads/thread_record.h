@@ -11,6 +11,7 @@
 
 #include "platform/posix/base/futex.h"
 #include "platform/posix/base/sanitizers.h"
+#include "platform/posix/base/termination_shield.h"
 #include "platform/posix/base/types.h"
 #include "platform/posix/threads/thread_types.h"
 
@@ -28,6 +29,12 @@ struct ProcessorTimes {
 
 /// The processor time of the calling thread.
 ProcessorTimes ownProcessorTimes() noexcept;
+
+class ThreadRecord;
+
+/// The record of the calling thread; null in a thread that CreateThread didn't make. A signal
+/// handler reads it, so it lies in storage that is never allocated late.
+[[gnu::tls_model("initial-exec")]] extern constinit thread_local ThreadRecord* currentThread;
 
 /// The record of one thread. It goes with its handle; when the handle is closed first, with the
 /// later of the two.
@@ -47,7 +54,8 @@ public:
     static ThreadRecord* start(std::size_t stackSize, LPTHREAD_START_ROUTINE routine,
                                void* argument) noexcept;
 
-    bool hasEnded() const noexcept { return (life.load(std::memory_order_acquire) & ended) != 0; }
+    /// Whether the thread has ended. One of another process has, except for the one that forked.
+    bool hasEnded() const noexcept;
 
     /// Waits for the end; false when the deadline passed first.
     bool waitForEnd(const SleepLimit& limit) noexcept;
@@ -59,18 +67,34 @@ public:
     /// After the end: waits for the short rest, and gives the stack back.
     void join() noexcept;
 
-    /// Ends the thread from another one, and returns when it can't run any more.
-    void terminate() noexcept;
+    /// Asks the thread to end: from now on the signal for that means it.
+    void requestEnd() noexcept { endRequested.store(true); }
+    bool isToEnd() const noexcept { return endRequested.load(); }
 
-    /// Ends the calling thread, whose record this is.
-    [[noreturn]] void endByForce() noexcept;
+    /// Tells those who want the end that the thread puts it off, and wakes them.
+    void putOffEnd() noexcept;
 
-    /// Tells the signal handler whether the thread is to end.
-    bool isToEnd() const noexcept { return endRequested.load(std::memory_order_seq_cst); }
+    /// How often the thread has put off its end; changes when it does so again.
+    std::uint32_t endsPutOff() const noexcept { return life.load() / onePutOff; }
 
-    /// Tells the signal handler whether the signal should meet the thread in another place than
-    /// this one. After a while any place is good enough.
-    bool isToBeMetElsewhere(const void* signalContext) noexcept;
+    /// Sleeps until the thread has ended or put off its end more often than that, or the limit.
+    void waitForAnswer(std::uint32_t putOffBefore, const SleepLimit& limit) noexcept;
+
+    /// Ends the calling thread, whose record this is, at once.
+    [[noreturn]] void endNow() noexcept;
+
+    /// Does something with the host's number of the thread, which is the thread's own as long: it
+    /// doesn't end before. False when it has ended.
+    template <typename Action>
+    bool withHostId(Action action) noexcept {
+        const TerminationShield shield;
+        ++numberUsers;
+        const bool isAlive = !hasEnded();
+        if (isAlive)
+            action(this == currentThread ? 0 : hostId());
+        --numberUsers;
+        return isAlive;
+    }
 
     /// Closes the handle: nobody will ask for the end any more.
     void closeHandle() noexcept;
@@ -99,7 +123,6 @@ private:
     int make(std::size_t stackSize) noexcept;
     void run();
     void publishEnd() noexcept;
-    void askToEnd() noexcept;
     bool sleepWhile(std::uint32_t state, const SleepLimit& limit) noexcept;
     bool joinAlone() noexcept;
     void release() noexcept;
@@ -120,7 +143,8 @@ private:
     std::atomic<bool> endRequested{false};
     bool endedByForce = false;
     unsigned endRounds = 0;
-    std::uint64_t workBeforePuttingOff = 0;  // 0 until the end is first put off
+    std::atomic<int> numberUsers{0};
+    const pid_t process;
     pthread_t thread{};
     const pthread_key_t key;
     const LPTHREAD_START_ROUTINE routine;
@@ -129,14 +153,6 @@ private:
     sigjmp_buf wayOut;
 #endif
 };
-
-/// The record of the calling thread; null in a thread that CreateThread didn't make. A signal
-/// handler reads it, so it lies in storage that is never allocated late.
-[[gnu::tls_model("initial-exec")]] extern constinit thread_local ThreadRecord* currentThread;
-
-/// Makes sure that the signal which ends threads finds its handler, and sends it to a thread of
-/// this process.
-void sendEndSignal(pid_t thread) noexcept;
 
 }  // namespace Sorvex::platform
 

@@ -14,6 +14,7 @@
 #include "platform/posix/base/handles.h"
 #include "platform/posix/base/kernel_files.h"
 #include "platform/posix/base/termination_shield.h"
+#include "platform/posix/threads/thread_end.h"
 #include "platform/posix/threads/thread_record.h"
 
 namespace Sorvex::platform {
@@ -72,9 +73,9 @@ bool setNice(pid_t thread, int nice) noexcept {
 }
 
 // The nice value that the thread had before any priority was set.
-int normalNiceOf(ThreadRecord& record) noexcept {
+int normalNiceOf(ThreadRecord& record, pid_t thread) noexcept {
     int known = ThreadRecord::unknownNice;
-    const int present = getpriority(PRIO_PROCESS, static_cast<id_t>(record.hostId()));
+    const int present = getpriority(PRIO_PROCESS, static_cast<id_t>(thread));
     record.normalNice.compare_exchange_strong(known, present);
     return record.normalNice;
 }
@@ -86,8 +87,10 @@ void startAsNormal(ThreadRecord& record) noexcept {
     if (maker == nullptr || maker->priority == THREAD_PRIORITY_NORMAL)
         return;
     record.normalNice = maker->normalNice.load();
-    if (!setNice(record.hostId(), record.normalNice))
-        record.priority = maker->priority.load();
+    record.withHostId([&](pid_t thread) {
+        if (!setNice(thread, record.normalNice))
+            record.priority = maker->priority.load();
+    });
 }
 
 FILETIME asFileTime(std::uint64_t ticks) noexcept {
@@ -115,12 +118,6 @@ bool runningProcessorTimes(const ThreadRecord& record, ProcessorTimes& times) no
     return readProcessorTimes(record.hostId(), times) && !record.hasEnded();
 }
 
-[[gnu::tls_model("initial-exec")]] constinit thread_local DWORD knownThreadId = 0;
-
-void forgetThreadId() {
-    knownThreadId = 0;
-}
-
 }  // namespace
 
 HANDLE CreateThread(const void* /*securityAttributes*/, std::size_t stackSize,
@@ -146,8 +143,8 @@ BOOL TerminateThread(HANDLE thread, DWORD /*exitCode*/) {
     if (record == nullptr)
         return FALSE;
     if (record == currentThread)
-        record->endByForce();
-    record->terminate();
+        endThisThread();
+    endThread(*record);
     return TRUE;
 }
 
@@ -167,8 +164,11 @@ BOOL SetThreadPriority(HANDLE thread, int priority) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    if (!record->hasEnded() &&
-        !setNice(record->hostId(), normalNiceOf(*record) + step->niceOffset) && errno != ESRCH) {
+    bool isSet = true;
+    record->withHostId([&](pid_t number) {
+        isSet = setNice(number, normalNiceOf(*record, number) + step->niceOffset);
+    });
+    if (!isSet) {
         setLastErrorFromErrno();
         return FALSE;
     }
@@ -194,14 +194,6 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
     *kernel = asFileTime(times.kernel);
     *user = asFileTime(times.user);
     return TRUE;
-}
-
-DWORD GetCurrentThreadId() noexcept {
-    // The only thread of a forked process has another number than the one it was made by.
-    static const bool forksAreSeen = pthread_atfork(nullptr, nullptr, forgetThreadId) == 0;
-    if (knownThreadId == 0 || !forksAreSeen)
-        knownThreadId = static_cast<DWORD>(gettid());
-    return knownThreadId;
 }
 
 }  // namespace Sorvex::platform

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "platform/posix/base/types.h"
+#include "platform/posix/threads/thread_id.h"
 #include "platform/posix/threads/thread_types.h"
 #include "platform/posix/time/file_times.h"
 
@@ -45,9 +46,6 @@ BOOL SetThreadPriority(HANDLE thread, int priority);
 /// Gives the times of a thread, also after its end. The exit time of a running one is 0.
 BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME* kernel,
                     FILETIME* user);
-
-/// The host's number of the calling thread.
-DWORD GetCurrentThreadId() noexcept;
 
 }  // namespace Sorvex::platform
 
