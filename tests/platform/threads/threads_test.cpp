@@ -25,6 +25,7 @@
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/events/events.h"
 #include "platform/posix/events/wait.h"
+#include "platform/posix/threads/sync.h"
 #include "support/child_process.h"
 #include "support/process_facts.h"
 #include "support/stress.h"
@@ -311,6 +312,37 @@ TEST(TerminateThread, HasNothingToDoInAForkedChild) {
     };
     EXPECT_EQ(runInChild(child), 0);
     EXPECT_EQ(thread.wait(0), WAIT_TIMEOUT);
+}
+
+// What a thread has locked stays locked, though the next one gets its storage. What it only waits
+// for stays with the others: it must not take along what wakes the next.
+TEST(TerminateThread, LeavesALockToItsOwnerAndToThoseWhoWait) {
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
+    std::atomic<int> turns{0};
+    const auto work = [&](TestThread&) {
+        for (;; ++turns) {
+            EnterCriticalSection(&section);
+            LeaveCriticalSection(&section);
+        }
+    };
+    for (int round = 0; round < stressRounds(100, 20); ++round) {
+        InitializeCriticalSection(&section);
+        const TestThread first(work);
+        const TestThread second(work);
+        { const TestThread ended(work); }
+        const int before = turns;
+        EXPECT_TRUE(
+            comesTrue([&] { return turns > before || section.state != criticalSectionFree; }));
+    }
+    InitializeCriticalSection(&section);
+    TestThread([&](TestThread& self) {
+        EnterCriticalSection(&section);
+        arriveAndLoop(self);
+    }).arrival.wait();
+    turns = 0;
+    EXPECT_EQ(TestThread(work).wait(50), WAIT_TIMEOUT);
+    EXPECT_EQ(turns, 0);
 }
 
 TEST(TerminateThread, LeavesNothingForTheNextThreadToFind) {
