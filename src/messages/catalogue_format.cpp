@@ -76,28 +76,28 @@ struct List {
     va_list values;
 };
 
-Value take(ValueType type, List& list) {
+void take(ValueType type, List& list, std::vector<Value>& taken) {
+    const auto keep = [&](auto value) { taken.emplace_back(value); };
     switch (type) {
         case ValueType::none:
-            return {};
+            return;
         case ValueType::integer:
-            return va_arg(list.values, int);
+            return keep(va_arg(list.values, int));
         case ValueType::longInteger:
-            return va_arg(list.values, long);
+            return keep(va_arg(list.values, long));
         case ValueType::longLong:
-            return va_arg(list.values, long long);
+            return keep(va_arg(list.values, long long));
         case ValueType::real:
-            return va_arg(list.values, double);
+            return keep(va_arg(list.values, double));
         case ValueType::longReal:
-            return va_arg(list.values, long double);
+            return keep(va_arg(list.values, long double));
         case ValueType::text:
-            return va_arg(list.values, const char*);
+            return keep(va_arg(list.values, const char*));
         case ValueType::wideText:
-            return va_arg(list.values, const wchar_t*);
+            return keep(va_arg(list.values, const wchar_t*));
         case ValueType::pointer:
-            return va_arg(list.values, void*);
+            return keep(va_arg(list.values, void*));
     }
-    return {};
 }
 
 /// Collects a text up to the length that counts.
@@ -123,10 +123,16 @@ public:
             (precision < 0 || precision > most))
             precision = most;
         std::string format = "%";
-        format.append(conversion.flags).append("*.*").append(conversion.length);
+        format += conversion.flags;
+        // A negative one brings the minus sign that it stands for.
+        if (width != 0)
+            format += std::to_string(width);
+        if (precision >= 0)
+            format.append(".").append(std::to_string(precision));
+        format += conversion.length;
         format += conversion.kind;
-        const int count = std::visit(
-            [&](auto passed) { return print(format.c_str(), width, precision, passed); }, value);
+        const int count =
+            std::visit([&](auto passed) { return print(format.c_str(), passed); }, value);
         length = std::min(length + static_cast<std::size_t>(std::max(count, 0)),
                           std::size_t{longestText});
         return count >= 0;
@@ -191,7 +197,7 @@ const char* formatWithValues(char (&block)[blockSize], const std::string& text, 
     std::vector<Value> taken;
     taken.reserve(types.size());
     for (const ValueType type : types)
-        taken.push_back(take(type, list));
+        take(type, list, taken);
     va_end(list.values);
 
     Places places;

@@ -59,7 +59,7 @@ bool parseKind(Reader& reader, Conversion& conversion) {
         const std::size_t length = rule.length.size();
         if (rest.size() > length && rest.starts_with(rule.length) &&
             rule.kinds.find(rest[length]) != std::string_view::npos) {
-            conversion.length = rule.length;
+            conversion.length = rule.handed;
             conversion.kind = rest[length];
             conversion.slot.type = rule.value;
             reader.rest.remove_prefix(length + 1);

@@ -22,9 +22,9 @@ struct Conversion {
     Slot widthSlot;
     int width = 0;  ///< a number of more than nine digits is cut to nine nines
     Slot precisionSlot;
-    int precision = -1;  ///< the same; -1 where none is given
-    std::string_view length;
-    char kind = 0;  ///< its last character
+    int precision = -1;       ///< the same; -1 where none is given
+    std::string_view length;  ///< as the runtime takes it
+    char kind = 0;            ///< its last character
     Slot slot;
 };
 

@@ -29,6 +29,7 @@ struct ConversionRule {
     std::string_view length;  ///< what stands before the conversion's last character
     std::string_view kinds;   ///< last characters
     ValueType value;
+    std::string_view handed = length;  ///< what stands there for the runtime
 };
 
 }  // namespace Sorvex::platform

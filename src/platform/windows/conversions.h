@@ -10,7 +10,7 @@
 
 namespace Sorvex::platform {
 
-constexpr std::string_view conversionFlags = "-+ #0";
+constexpr std::string_view conversionFlags = "-+ #0'";
 
 /// A plain vsprintf takes its values in turn.
 constexpr bool conversionsHaveNumbers = false;
@@ -31,8 +31,9 @@ constexpr ConversionRule conversionRules[] = {
     {"l", realKinds, ValueType::real},
     {"l", "c", ValueType::integer},
     {"l", "s", ValueType::wideText},
-    {"w", "c", ValueType::integer},
-    {"w", "s", ValueType::wideText},
+    // The system's spelling, which the formatter of this toolchain's library lacks.
+    {"w", "c", ValueType::integer, "l"},
+    {"w", "s", ValueType::wideText, "l"},
     {"ll", integerKinds, ValueType::longLong},
     {"L", realKinds, ValueType::longReal},
     {"h", integerKinds, ValueType::integer},
