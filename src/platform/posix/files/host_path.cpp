@@ -58,6 +58,8 @@ void HostPath::append(const char* name) noexcept {
 }
 
 void HostPath::dropTrailingSeparators() noexcept {
+    if (length == limit)
+        return;
     while (length > 1 && text[length - 1] == '/')
         --length;
     text[length] = '\0';
@@ -65,7 +67,7 @@ void HostPath::dropTrailingSeparators() noexcept {
 
 void HostPath::dropTrailingDots() noexcept {
     dropTrailingSeparators();
-    while (view().ends_with("/.")) {
+    while (length < limit && view().ends_with("/.")) {
         --length;
         dropTrailingSeparators();
     }

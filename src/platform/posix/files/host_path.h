@@ -42,7 +42,7 @@ public:
     std::string_view view() const noexcept { return {text, length}; }
 
     /// Drops separators at the end, so that the name of a link is that of the link itself. The root
-    /// keeps one.
+    /// keeps one. A name that is too long keeps all, since what stood behind them is cut off.
     void dropTrailingSeparators() noexcept;
 
     /// The same for parts at the end that are a mere dot. A name that is one dot stays.
