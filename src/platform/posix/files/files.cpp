@@ -7,9 +7,11 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,12 +36,41 @@ constinit FILE* writers = nullptr;
 [[gnu::destructor(101)]] void writeAllAtExit() {
     const TerminationShield shield;
     const std::lock_guard<std::mutex> lock(writersMutex);
+    constexpr timespec pause{0, 1'000'000};
     for (FILE* file = writers; file != nullptr; file = file->nextWriter)
-        file->writeAtExit();
+        // An owner who is writing it himself stays in that if the host doesn't take it.
+        for (int attempts = 100; attempts > 0 && !file->writeForOwner(); --attempts)
+            nanosleep(&pause, nullptr);
+}
+
+// For the thread that forks: its end would leave the lock to nobody.
+constinit std::optional<TerminationShield> forkShield;
+
+// A child gets a copy of every buffer, and must not write a second time what the parent will write.
+void writeAllBeforeFork() {
+    const TerminationShield shield;
+    writersMutex.lock();
+    forkShield.emplace();
+    for (FILE* file = writers; file != nullptr; file = file->nextWriter)
+        file->writeForOwner();
+}
+
+void goOnAfterFork() {
+    const TerminationShield shield;
+    forkShield.reset();
+    writersMutex.unlock();
+}
+
+void goOnInChild() {
+    for (FILE* file = writers; file != nullptr; file = file->nextWriter)
+        file->leaveToParent();
+    goOnAfterFork();
 }
 
 void addWriter(FILE* file) {
     const TerminationShield shield;
+    [[maybe_unused]] static const int forksAreSeen =
+        pthread_atfork(writeAllBeforeFork, goOnAfterFork, goOnInChild);
     const std::lock_guard<std::mutex> lock(writersMutex);
     file->nextWriter = writers;
     if (writers != nullptr)
@@ -104,25 +135,25 @@ std::size_t suitableBuffer(int descriptor, int flags) noexcept {
     return std::max(static_cast<std::size_t>(facts.st_size) + 1, smallestBuffer);
 }
 
-// Writes until all is written or the host refuses; how much it took.
-std::size_t writeTo(int descriptor, const char* source, std::size_t size) noexcept {
-    std::size_t done = 0;
+// Writes until all is done or the host refuses. Each step is counted at once, since the thread may
+// be ended behind it.
+bool writeTo(int descriptor, const char* source, std::size_t size, std::size_t& done) noexcept {
     while (done < size) {
         const ssize_t count =
             retried([&] { return ::write(descriptor, source + done, size - done); });
         if (count == 0)
             errno = ENOSPC;
         if (count <= 0)
-            break;
+            return false;
         done += static_cast<std::size_t>(count);
     }
-    return done;
+    return true;
 }
 
 }  // namespace
 
-// The owner's hold on what writeAtExit looks at. It waits only for writeAtExit: a thread that was
-// ended in the middle leaves its hold to the file's next owner.
+// The owner's hold on what writeForOwner looks at. It waits only for that: a thread that was ended in
+// the middle leaves its hold to the file's next owner.
 class FILE::Hold {
 public:
     explicit Hold(FILE& held) noexcept : file(held) {
@@ -222,13 +253,6 @@ std::size_t FILE::transferIn(char* target, std::size_t size) noexcept {
     return static_cast<std::size_t>(count);
 }
 
-// Writes what doesn't go through the buffer, or no more; how much the host took.
-std::size_t FILE::transferOut(const char* source, std::size_t size) noexcept {
-    const std::size_t done = writeTo(descriptor, source, size);
-    inError = inError || done < size;
-    return done;
-}
-
 std::size_t FILE::fill() noexcept {
     makeEmpty();
     unread = transferIn(position, capacity);
@@ -268,9 +292,10 @@ std::size_t FILE::writeSlowly(const char* source, std::size_t size) noexcept {
         if (room == 0 && !flush())
             break;
         if (position == buffer.get() && size - done >= capacity) {
-            const std::size_t part = transferOut(source + done, size - done);
-            advanceDisk(part);
-            return done + part;
+            const std::size_t before = done;
+            inError = !writeTo(descriptor, source, size, done) || inError;
+            advanceDisk(done - before);
+            return done;
         }
         const std::size_t part = std::min(room, size - done);
         append(source + done, part);
@@ -284,9 +309,10 @@ bool FILE::flush() noexcept {
         return true;
     const Hold hold(*this);
     const auto size = static_cast<std::size_t>(position - buffer.get());
-    alreadyWritten += transferOut(buffer.get() + alreadyWritten, size - alreadyWritten);
-    if (alreadyWritten < size)
+    if (!writeTo(descriptor, buffer.get(), size, alreadyWritten)) {
+        inError = true;
         return false;
+    }
     advanceDisk(size);
     position = buffer.get();
     alreadyWritten = 0;
@@ -294,24 +320,23 @@ bool FILE::flush() noexcept {
     return true;
 }
 
-void FILE::writeAtExit() noexcept {
-    constexpr int attempts = 100;
-    constexpr timespec pause{0, 1'000'000};
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        User before = User::nobody;
-        if (!user.compare_exchange_strong(before, User::exit)) {
-            // Its owner is writing it himself, and stays in that if the host doesn't take it.
-            nanosleep(&pause, nullptr);
-            continue;
-        }
-        if (isWriting) {
-            const char* const end = std::atomic_ref(position).load(std::memory_order_acquire);
-            const char* const begin = buffer.get() + alreadyWritten;
-            alreadyWritten += writeTo(descriptor, begin, static_cast<std::size_t>(end - begin));
-        }
-        user = User::nobody;
-        return;
+bool FILE::writeForOwner() noexcept {
+    User before = User::nobody;
+    if (!user.compare_exchange_strong(before, User::process))
+        return false;
+    if (isWriting) {
+        const char* const end = std::atomic_ref(position).load(std::memory_order_acquire);
+        writeTo(descriptor, buffer.get(), static_cast<std::size_t>(end - buffer.get()),
+                alreadyWritten);
     }
+    user = User::nobody;
+    return true;
+}
+
+void FILE::leaveToParent() noexcept {
+    user = User::nobody;
+    if (isWriting)
+        alreadyWritten = static_cast<std::size_t>(position - buffer.get());
 }
 
 bool FILE::seek(std::int64_t target) noexcept {

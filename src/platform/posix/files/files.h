@@ -52,9 +52,13 @@ public:
     bool isAtEnd() const noexcept { return atEnd; }
     bool isInError() const noexcept { return inError; }
 
-    /// Writes what is buffered while the process ends, when another thread may be at work on the
-    /// file: the one thing of the object that it changes is what it tells the owner by.
-    void writeAtExit() noexcept;
+    /// Writes what is buffered when the process ends or forks while another thread may be at work on
+    /// the file: the one thing of the object that it changes is what it tells the owner by. False
+    /// while the owner is writing it himself.
+    bool writeForOwner() noexcept;
+
+    /// Gives up what a child holds of its parent's bytes.
+    void leaveToParent() noexcept;
 
     FILE* previousWriter = nullptr;
     FILE* nextWriter = nullptr;
@@ -77,7 +81,7 @@ private:
         }
     }
 
-    // The bytes are whole before writeAtExit sees that there are more.
+    // The bytes are whole before writeForOwner sees that there are more.
     void append(const void* source, std::size_t size) noexcept {
         copyBytes(position, source, size);
         std::atomic_ref(position).store(position + size, std::memory_order_release);
@@ -94,7 +98,7 @@ private:
     };
 
     // Who is changing what the buffer's state and its bytes already written are.
-    enum class User : std::uint8_t { nobody, owner, exit };
+    enum class User : std::uint8_t { nobody, owner, process };
     class Hold;
 
     void appendText(std::string& line, std::size_t size);
@@ -106,7 +110,6 @@ private:
     std::size_t readSlowly(char* target, std::size_t size) noexcept;
     std::size_t writeSlowly(const char* source, std::size_t size) noexcept;
     std::size_t transferIn(char* target, std::size_t size) noexcept;
-    std::size_t transferOut(const char* source, std::size_t size) noexcept;
     bool moveDescriptor(std::int64_t target) noexcept;
     void advanceDisk(std::size_t size) noexcept;
 
