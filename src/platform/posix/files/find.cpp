@@ -61,14 +61,8 @@ private:
     char directory[PATH_MAX + 1];
 };
 
-// Only a name made of dots and separators can be the root, or one that climbs.
-bool mayBeHostRoot(std::string_view hostName) noexcept {
-    return hostName.find_first_not_of("./") == std::string_view::npos ||
-           hostName.find("..") != std::string_view::npos;
-}
-
 bool isHostRoot(const char* hostName) noexcept {
-    return mayBeHostRoot(hostName) && !isBelowHostRoot({AT_FDCWD, hostName}, 0) && errno == EBUSY;
+    return !isBelowHostRoot({AT_FDCWD, hostName}, 0) && errno == EBUSY;
 }
 
 HANDLE listDirectory(const SearchText& text, FileSearch::Looks looks, WIN32_FIND_DATAA& data) {
