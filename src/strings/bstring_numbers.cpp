@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cfloat>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -44,8 +45,9 @@ bool roundsToNearest() noexcept {
 class NumberText {
 public:
     explicit NumberText(double value) {
-        if (fullStopIsDecimalPoint() && roundsToNearest() ? !formatByStandard(value)
-                                                          : !formatByRuntime(value))
+        // The runtimes name infinities and what is no number each in their own way.
+        const bool standard = std::isfinite(value) && fullStopIsDecimalPoint() && roundsToNearest();
+        if (standard ? !formatByStandard(value) : !formatByRuntime(value))
             formatExponentForm(value);
     }
 
