@@ -149,10 +149,11 @@ TEST(HostileCatalogue, ShowsTextsThatCannotBeFormattedAsTheyStand) {
 }
 
 TEST(HostileCatalogue, GivesReferredTextsTheirTwoStringsAndNothingElse) {
+    const bool numbered = Sorvex::platform::conversionsHaveNumbers;
     const std::pair<const char*, const char*> cases[] = {
         {"%d %s %x %s %s", "%d one %x two %s"},
-        {"%2$s %1$s %3$s %1$s", "two one %3$s one"},
-        {"%2$s", "two"},
+        {"%2$s %1$s %3$s %1$s", numbered ? "two one %3$s one" : "%2$s %1$s %3$s %1$s"},
+        {"%2$s", numbered ? "two" : "%2$s"},
         {"[%5s|%-5s]", "[  one|two  ]"},
         {"[%.2s|%5.1s]", "[on|    t]"},
         {"%*s %.*s %ls %05s % s", "%*s %.*s %ls %05s % s"},
@@ -215,7 +216,9 @@ TEST(HostileCatalogue, BoundsWhatItsTextsAskFor) {
     EXPECT_EQ(textOf("%*d%*d|", 2147483647, 1, -2147483647 - 1, 1), "");
     EXPECT_EQ(textOf("%-*d|%s", 2147483647, 1, "x"), "1");
     // Minutes, if all of it were formatted.
-    EXPECT_EQ(textOf(repeated("%1$.4095f", 1 << 18), 0.5).front(), '0');
+    if (Sorvex::platform::conversionsHaveNumbers) {
+        EXPECT_EQ(textOf(repeated("%1$.4095f", 1 << 18), 0.5).front(), '0');
+    }
 }
 
 // Every conversion of the runtime with the values that it takes, beside the runtime itself.

@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -72,9 +73,14 @@ TEST(AsString, FormatsPlainValuesAsTheRuntimeDoes) {
     const std::string nearly(4094, 'x');
     EXPECT_EQ(asString("%s%d", nearly.c_str(), 7), nearly + "7");
     EXPECT_FAILURE(asString("%s%d", nearly.c_str(), 42), "asString() : buffer overflow");
-    EXPECT_EQ(asString("abc%lsdef", L"\u20AC"), "abc");
-    EXPECT_FAILURE(BString::asString("abc%lsdef", L"\u20AC"),
-                   "BString::asString() : buffer overflow");
+    // The runtimes differ in whether they refuse a character that they can't convert.
+    char left[16] = "";
+    const int count = std::snprintf(left, sizeof left, "abc%lsdef", L"\u20AC");
+    EXPECT_EQ(asString("abc%lsdef", L"\u20AC"), left);
+    if (count < 0) {
+        EXPECT_FAILURE(BString::asString("abc%lsdef", L"\u20AC"),
+                       "BString::asString() : buffer overflow");
+    }
 }
 
 TEST(Exceptions, AreShownAsTwoLines) {
