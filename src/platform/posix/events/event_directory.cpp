@@ -97,7 +97,8 @@ constinit std::atomic<int> usedDescriptor{-1};
 // In a forked child: its copy of the directory would go on holding the lock behind a parent that is
 // killed.
 void leaveToParent() {
-    Descriptor(usedDescriptor.exchange(-1));
+    Descriptor inherited(usedDescriptor.exchange(-1));
+    inherited.close();
     isInUse = false;
 }
 
