@@ -30,7 +30,7 @@ std::string fileKey(std::string_view text) {
     constexpr std::size_t longestKey = 140;
     constexpr std::size_t keptOfLongKey = 100;
     const std::string folded = foldCase(text);
-    const std::string key = percentEncoded(folded, standsForItself);
+    std::string key = percentEncoded(folded, standsForItself);
     if (key.size() <= longestKey)
         return key;
 
