@@ -93,6 +93,20 @@ bool awaitStopped(OpenedService& service, milliseconds limit) {
     return true;
 }
 
+// A service that has taken the control may report only later that it is stopping.
+bool awaitStop(OpenedService& service, milliseconds patience, const Progress& progress) {
+    const Clock::time_point end = Clock::now() + patience;
+    DWORD state = service.look().state();
+    while (state != SERVICE_STOPPED && state != SERVICE_STOP_PENDING) {
+        if (Clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(pauseBetweenLooks);
+        state = service.look().state();
+    }
+    return service.awaitEndOf(SERVICE_STOP_PENDING, patience, progress) &&
+           service->status().state() == SERVICE_STOPPED;
+}
+
 Outcome killService(OpenedService& service) {
     constexpr milliseconds timeToDie{10000};
     const std::string& name = service.name();
@@ -185,11 +199,12 @@ Outcome stopService(const std::string& name, std::optional<milliseconds> killAft
         const auto left = std::chrono::ceil<milliseconds>(*killAt - Clock::now());
         if (!awaitStopped(service, left))
             return killService(service);
-    } else if (!service.awaitEndOf(SERVICE_STOP_PENDING, patience, progress)) {
-        return {exitTimeOver, name + " is stopping, but makes no progress", ""};
-    } else if (service->status().state() != SERVICE_STOPPED && !awaitStopped(service, patience)) {
-        // It has taken the control and tells nothing of it.
-        return {exitTimeOver, name + " is " + stateName(service->status().state()), ""};
+    } else if (!awaitStop(service, patience, progress)) {
+        const DWORD state = service->status().state();
+        return {exitTimeOver,
+                name + (state == SERVICE_STOP_PENDING ? " is stopping, but makes no progress"
+                                                      : " is " + stateName(state)),
+                ""};
     }
     const std::string reason = endText(*service->status());
     return {exitDone, name + " is stopped" + (reason.empty() ? "" : ": " + reason), ""};
