@@ -289,7 +289,7 @@ TEST(TerminateThread, LeavesTheProcessUsable) {
                 for (self.arrival.count_down();;)
                     c.work();
             };
-            for (int round = 0; round < stressRounds(50); ++round) {
+            for (int round = 0; round < stressRounds(50, 3); ++round) {
                 TestThread first(work);
                 TestThread second(work);
                 first.arrival.wait();
