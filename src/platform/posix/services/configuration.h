@@ -10,6 +10,9 @@
 
 namespace Sorvex::platform::services {
 
+/// Stands before the name of a group in a list of dependencies.
+inline constexpr char groupMark = '+';
+
 struct Configuration {
     std::string name;
     std::string displayName;

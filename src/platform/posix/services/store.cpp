@@ -1,12 +1,35 @@
 #include "platform/posix/services/store.h"
 
+#include <algorithm>
 #include <exception>
+#include <string_view>
 
-#include "platform/posix/services/dependencies.h"
+#include <fcntl.h>
+
+#include "platform/posix/services/disk_steps.h"
+#include "platform/posix/services/file_key.h"
 #include "platform/posix/services/private_files.h"
 #include "platform/posix/services/refusal.h"
 
 namespace Sorvex::platform::services {
+
+namespace {
+
+// Empty files in the run-time directory of a service, named after those that depend on it.
+constexpr std::string_view dependentPrefix = "dependent.";
+
+bool isMark(const std::string& name) {
+    return name.compare(0, dependentPrefix.size(), dependentPrefix) == 0;
+}
+
+bool namesAsDependency(const Configuration& configuration, const std::string& key) {
+    const auto& names = configuration.dependencies;
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+        return name.front() != groupMark && fileKey(name) == key;
+    });
+}
+
+}  // namespace
 
 Store::Store(const Places& places)
     : services(ensurePlace(places.database)), runtimeDirectory(ensurePlace(places.runtime)) {}
@@ -67,6 +90,48 @@ void Store::releaseMarked(const std::string& key) const noexcept {
     } catch (const std::exception&) {
         // As above.
     }
+}
+
+void announceDependent(const Store& store, const Configuration& configuration) {
+    const std::string mark = std::string(dependentPrefix) + fileKey(configuration.name);
+    for (const std::string& dependency : configuration.dependencies) {
+        const std::string key = fileKey(dependency);
+        if (dependency.front() == groupMark || !store.database().find(key))
+            continue;
+        const Descriptor directory = ensurePrivateDirectory(store.runtime(), key.c_str());
+        if (!openAt(directory.get(), mark.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW,
+                    S_IRUSR | S_IWUSR))
+            refuseWithErrno();
+    }
+}
+
+bool hasActiveDependents(const Store& store, const std::string& key) {
+    const Descriptor directory = openPrivateDirectory(store.runtime(), key.c_str());
+    if (!directory)
+        return false;
+    for (const std::string& name : visibleEntries(directory.get())) {
+        if (!isMark(name))
+            continue;
+        const std::string dependent = name.substr(dependentPrefix.size());
+        if (dependent.empty() || dependent.front() == '.' ||
+            !store.observeOther(dependent).isActive)
+            continue;
+        const auto configuration = store.database().configurationOf(dependent);
+        if (configuration && namesAsDependency(*configuration, key))
+            return true;
+    }
+    return false;
+}
+
+void removeRuntime(const Store& store, const std::string& key) {
+    if (!hasActiveDependents(store, key)) {
+        removeTree(store.runtime(), key.c_str());
+        return;
+    }
+    const Descriptor directory = openPrivateDirectory(store.runtime(), key.c_str());
+    for (const std::string& name : visibleEntries(directory.get()))
+        if (!isMark(name))
+            removeTree(directory.get(), name.c_str());
 }
 
 }  // namespace Sorvex::platform::services

@@ -52,6 +52,17 @@ private:
     Descriptor runtimeDirectory;
 };
 
+/// Leaves word with the services that this one depends on, but for groups, so that their stop finds
+/// it without a look at all others. To be called before they are started or it is changed.
+void announceDependent(const Store& store, const Configuration& configuration);
+
+/// Whether a service is active that names this one among its dependencies and has left word.
+bool hasActiveDependents(const Store& store, const std::string& key);
+
+/// Removes the run-time directory of a service that goes. While others that depend on it are
+/// active their words stay, for a service that comes back under the name.
+void removeRuntime(const Store& store, const std::string& key);
+
 }  // namespace Sorvex::platform::services
 
 #endif
