@@ -30,8 +30,9 @@ public:
     /// Makes the directory. Whatever exists under the name already is left as it is, and is no
     /// failure.
     ///
-    /// @param recursive makes missing parents, too, topmost first. A name that is its own parent, as
-    ///     an absolute one that ends in a backslash is, is refused where its parents are missing.
+    /// @param recursive makes missing parents, too, topmost first. A name that is its own parent,
+    ///     as an absolute one that ends in a backslash is, is refused where its parents are
+    ///     missing.
     /// @throws std::runtime_error "BDirectory::create(): error creating directory ", the directory
     ///     that can't be made, a blank and the error text; "BDirectory::create(): error creating
     ///     directory; directories must not end with slash" and the name; or the failure of
@@ -41,9 +42,9 @@ public:
 
     /// Removes the directory, which must be empty.
     ///
-    /// @param recursive removes everything in it first, also what is mounted there; a name that is a
-    ///     link goes without what is behind it, and the root of the file system is refused wherever
-    ///     it is mounted
+    /// @param recursive removes everything in it first, also what is mounted there; a name that is
+    ///     a link goes without what is behind it, and the root of the file system is refused
+    ///     wherever it is mounted
     /// @throws std::runtime_error "BDirectory::remove(): error removing directory ", the directory,
     ///     a blank and the error text; or what zap throws
     static void remove(const char* name, bool recursive);

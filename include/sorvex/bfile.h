@@ -123,8 +123,8 @@ public:
 
     /// Copies contents, permissions and time of modification; of a link to a file, what it leads
     /// to. The target has its name only once it is whole; what it replaces stays as it is until
-    /// then, and after a failure. Without overwrite an existing target is a failure. A file is never
-    /// copied onto itself.
+    /// then, and after a failure. Without overwrite an existing target is a failure. A file is
+    /// never copied onto itself.
     ///
     /// A replaced file keeps its owner and group where the host allows it, and gets the source's
     /// permissions. Other hard links of it keep the old contents. A link in the target's place is
@@ -136,10 +136,10 @@ public:
     static void copy(const char* source, const char* target, bool overwrite);
     BFile& copy(const char* target, bool overwrite);  ///< Copies the file of the held name.
 
-    /// A name that nothing has, not even a link that leads nowhere: the given one, or else the first
-    /// of NAME.001.EXTENSION, NAME.002.EXTENSION and so on that is free. The number goes before the
-    /// last dot of the whole text, directories included, and to its end when there is none. Nothing
-    /// is made on disk.
+    /// A name that nothing has, not even a link that leads nowhere: the given one, or else the
+    /// first of NAME.001.EXTENSION, NAME.002.EXTENSION and so on that is free. The number goes
+    /// before the last dot of the whole text, directories included, and to its end when there is
+    /// none. Nothing is made on disk.
     static std::string safeFileName(const std::string& name);
 
 private:

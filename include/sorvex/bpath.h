@@ -108,8 +108,8 @@ public:
     ///
     /// With replace, what has the new name is removed first, a link itself, and stays removed when
     /// the renaming fails. A directory is never removed. Where the old name is that of the same
-    /// entry, under whatever spelling, or of a link that leads to it, nothing is removed and nothing
-    /// changes.
+    /// entry, under whatever spelling, or of a link that leads to it, nothing is removed and
+    /// nothing changes.
     ///
     /// @throws std::runtime_error "BPath::move(): error file exists NEW ERROR" without replace,
     ///     "BPath::move(): error removing file NEW ERROR", or

@@ -61,7 +61,8 @@ public:
             const std::allocator<char>& allocator = std::allocator<char>());
 
     /// The decimal digits of a whole number, behind a minus sign if it is negative. Only the low 32
-    /// bits of a long count. A character is a number too: BString('x') is "120", BString(1, 'x') "x".
+    /// bits of a long count. A character is a number too: BString('x') is "120", BString(1, 'x')
+    /// "x".
     BString(int value);
     BString(unsigned int value);   ///< The digits of a number from 0 on.
     BString(long value);           ///< The digits of the low 32 bits, read with a sign.
@@ -293,8 +294,8 @@ public:
 
 /// Formats a printf-style list of values, of at most 4095 characters.
 ///
-/// The result ends at the first NUL character of the formatted text, and where the runtime fails, on
-/// a character that can't be converted.
+/// The result ends at the first NUL character of the formatted text, and where the runtime fails,
+/// on a character that can't be converted.
 ///
 /// @throws std::runtime_error "asString() : buffer overflow" when the text is longer.
 [[gnu::format(printf, 1, 2)]] SORVEX_API std::string asString(const char* format, ...);

@@ -23,8 +23,8 @@ namespace Sorvex {
 ///
 /// A symbolic link is an entry of its own and no directory, wherever it leads. Entries may be
 /// removed while they are listed. What a cursor tells of the entry that it stands on is what that
-/// was when the cursor came to it, also after the last one; without an entry it is the empty string,
-/// 0 and false. A cursor belongs to one thread at a time.
+/// was when the cursor came to it, also after the last one; without an entry it is the empty
+/// string, 0 and false. A cursor belongs to one thread at a time.
 class SORVEX_API BPathCursor {
 public:
     /// Stores both texts as they are; first() starts the search. A directory with an empty name has

@@ -25,9 +25,9 @@ namespace Sorvex {
 ///     FILES = %s files
 ///     COPIED = #FILES:%d copied to %s
 ///
-/// Here text("COPIED", 12, "C:\\my files") gives "12 files copied to C:\my files". As an argument of
-/// the reference, that path would be parted at its colon and cut at its space: values that may hold
-/// such characters belong into a %s outside references.
+/// Here text("COPIED", 12, "C:\\my files") gives "12 files copied to C:\my files". As an argument
+/// of the reference, that path would be parted at its colon and cut at its space: values that may
+/// hold such characters belong into a %s outside references.
 ///
 /// Texts and arguments may come from anywhere: whatever they hold, a look-up ends soon, and a
 /// reference reads and writes nothing but its own arguments. What has to fit is the list of values

@@ -17,8 +17,8 @@ class BStream;
 ///
 /// The day is a Julian day number on the proleptic Gregorian calendar, taken to change at midnight:
 /// 1970-01-01 is 2440588. The calendar is exact from 0100-01-01 to day 1075462942 (the year
-/// 2939805). The clock is not: its seconds have 32 bits on every host, and end on 2038-01-19. Nothing
-/// is checked and nothing of this class fails but for want of memory: fields out
+/// 2939805). The clock is not: its seconds have 32 bits on every host, and end on 2038-01-19.
+/// Nothing is checked and nothing of this class fails but for want of memory: fields out
 /// of range add on, and all arithmetic is that of unsigned 32-bit numbers, on every host.
 ///
 /// The difference of two stamps is a stamp as well, read as a span: julianDate() is its count of

@@ -40,8 +40,8 @@ private:
 /// Finds the types of the values that a text takes.
 ///
 /// @return false for a text that is not to be formatted: one with anything that the runtime does
-///     not know, or with values that no list can hold. A number that is left out has a type that the
-///     runtime could only guess.
+///     not know, or with values that no list can hold. A number that is left out has a type that
+///     the runtime could only guess.
 bool findTypes(std::string_view text, std::vector<ValueType>& types) {
     Places places;
     bool takesInTurn = false;

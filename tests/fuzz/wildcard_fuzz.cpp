@@ -1,5 +1,5 @@
-// Compares the wildcards of search texts with a plain recursive matcher. The input is the pattern, a
-// NUL and the name.
+// Compares the wildcards of search texts with a plain recursive matcher. The input is the pattern,
+// a NUL and the name.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -18,7 +18,8 @@ constexpr bool conversionsHaveNumbers = false;
 constexpr std::string_view integerKinds = "diouxX";
 constexpr std::string_view realKinds = "aAeEfFgG";
 
-/// What may stand behind flags, width and precision, but n, which writes. The usual ones come first.
+/// What may stand behind flags, width and precision, but n, which writes. The usual ones come
+/// first.
 constexpr ConversionRule conversionRules[] = {
     {"", "s", ValueType::text},
     {"", integerKinds, ValueType::integer},

@@ -195,7 +195,8 @@ TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
         EXPECT_TRUE(comesTrue([&] { return processes().empty(); }));
     }
 
-    // A program whose start has come to nothing, and which goes on by itself, is ended as any other.
+    // A program whose start has come to nothing, and which goes on by itself, is ended as any
+    // other.
     const int result = runInChild([&] {
         using namespace platform::services;
         const Store store;
@@ -425,8 +426,8 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
     EXPECT_EQ(processes().size(), 1U);
     EXPECT_EQ(send("right", SERVICE_CONTROL_STOP), 0U);
 
-    // A sibling whose record is damaged is in nobody's way, and can be stopped; so is one whose place
-    // is open to others.
+    // A sibling whose record is damaged is in nobody's way, and can be stopped; so is one whose
+    // place is open to others.
     directory.file("database/left/configuration", "nonsense");
     std::filesystem::permissions(directory.path() / "run/services/third",
                                  std::filesystem::perms(0755));

@@ -152,8 +152,8 @@ bool writeTo(int descriptor, const char* source, std::size_t size, std::size_t& 
 
 }  // namespace
 
-// The owner's hold on what writeForOwner looks at. It waits only for that: a thread that was ended in
-// the middle leaves its hold to the file's next owner.
+// The owner's hold on what writeForOwner looks at. It waits only for that: a thread that was ended
+// in the middle leaves its hold to the file's next owner.
 class FILE::Hold {
 public:
     explicit Hold(FILE& held) noexcept : file(held) {

@@ -52,9 +52,9 @@ public:
     bool isAtEnd() const noexcept { return atEnd; }
     bool isInError() const noexcept { return inError; }
 
-    /// Writes what is buffered when the process ends or forks while another thread may be at work on
-    /// the file: the one thing of the object that it changes is what it tells the owner by. False
-    /// while the owner is writing it himself.
+    /// Writes what is buffered when the process ends or forks while another thread may be at work
+    /// on the file: the one thing of the object that it changes is what it tells the owner by.
+    /// False while the owner is writing it himself.
     bool writeForOwner() noexcept;
 
     /// Gives up what a child holds of its parent's bytes.

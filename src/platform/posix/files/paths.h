@@ -58,8 +58,8 @@ int remove(const char* name) noexcept;
 
 /// Gives an entry another name, which must not exist. 0 on success, else -1.
 ///
-/// Where the old name leads to the new one it is no failure, and nothing changes. What is not a directory can also go
-/// to another file system.
+/// Where the old name leads to the new one it is no failure, and nothing changes. What is not a
+/// directory can also go to another file system.
 int rename(const char* oldName, const char* newName);
 
 /// Tells whether two names are those of one entry of one directory, however they are spelled, or

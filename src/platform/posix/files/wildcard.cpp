@@ -81,8 +81,8 @@ void Wildcard::addElement(char character, bool mayBeEndOfName) {
 }
 
 // One character of the name: states move over the elements that take it, and stay where a run of
-// '*' passes over it. A greedy matcher that goes back to the last '*' isn't enough here, because '?'
-// and '.' may also stand for nothing.
+// '*' passes over it. A greedy matcher that goes back to the last '*' isn't enough here, because
+// '?' and '.' may also stand for nothing.
 void Wildcard::step(Word* states, char character, const Words& loops) const noexcept {
     const Word* const taken = &takers[byteOf(character) * wordCount];
     Word carry = 0;

@@ -146,8 +146,8 @@ bool isGroupOf(const ServiceUser& user, gid_t group) {
         if (group == own)
             return true;
     // A group that a user namespace has no number for is seen as this one. It can't be given up
-    // there, nor be told from the user's own. Where the number is a group's the call fails otherwise
-    // or succeeds.
+    // there, nor be told from the user's own. Where the number is a group's the call fails
+    // otherwise or succeeds.
     constexpr gid_t unmapped = 65534;
     constexpr gid_t unchanged = static_cast<gid_t>(-1);
     return group == unmapped && syscall(setGroupCall, unchanged, unmapped, unchanged) != 0 &&

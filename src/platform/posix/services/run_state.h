@@ -6,9 +6,9 @@
 // the record, written in turn, so that a reader always finds a whole one and never waits for a
 // writer.
 //
-// The lock says more than the record: it is seen from other PID and time namespaces, where the number
-// and the start time of the process mean nothing, and beside a record that is damaged or by another
-// version.
+// The lock says more than the record: it is seen from other PID and time namespaces, where the
+// number and the start time of the process mean nothing, and beside a record that is damaged or by
+// another version.
 #ifndef SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 #define SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
 

@@ -24,7 +24,8 @@ constexpr std::string_view integerKinds = "diouxX";
 #endif
 constexpr std::string_view realKinds = "aAeEfFgG";
 
-/// What may stand behind flags, width and precision, but n, which writes. The usual ones come first.
+/// What may stand behind flags, width and precision, but n, which writes. The usual ones come
+/// first.
 constexpr ConversionRule conversionRules[] = {
     {"", "s", ValueType::text},
     {"", integerKinds, ValueType::integer},

@@ -7,8 +7,8 @@
 
 namespace Sorvex::platform {
 
-/// A recursive lock. Its owner is known by a number that no two threads of a process have, one after
-/// the other neither: what an ended thread had locked stays locked.
+/// A recursive lock. Its owner is known by a number that no two threads of a process have, one
+/// after the other neither: what an ended thread had locked stays locked.
 struct CRITICAL_SECTION {
     std::atomic<std::uint32_t> state;  // free, taken, or taken with threads that may sleep
     std::uint32_t depth;  // how often the owner has entered; only the owner looks at it
