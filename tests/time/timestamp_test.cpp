@@ -1,16 +1,15 @@
 #include <sorvex/timestamp.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <array>
+#include <chrono>
 #include <ctime>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include "time/calendar_vectors.h"
-
 namespace {
 
-using namespace Sorvex::testing;
 using Sorvex::TimeStamp;
 
 static_assert(std::is_trivially_copyable_v<TimeStamp> && sizeof(TimeStamp) == 8);
@@ -32,33 +31,71 @@ struct Conversions : TimeStamp {
     using TimeStamp::toMilliseconds;
 };
 
-TEST(Calendar, AgreesWithAnotherOnEveryDayOf99Centuries) {
-    std::uint32_t checksum = 2166136261U;
-    for (unsigned long number = firstDay; number <= lastDay; ++number) {
-        const TimeStamp stamp(number, 0);
-        const unsigned long sameDayLastMonth = stamp.monthAgo().julianDate();
-        const unsigned long sameDayLastYear = stamp.yearAgo(1).julianDate();
-        const unsigned long parts[] = {stamp.year(),       stamp.month(),     stamp.day(),
-                                       stamp.dayOfWeek(),  stamp.dayOfYear(), stamp.daysInMonth(),
-                                       stamp.daysInYear(), sameDayLastMonth,  sameDayLastYear};
-        for (const unsigned long part : parts)
-            checksum = (checksum ^ static_cast<std::uint32_t>(part)) * 16777619U;
-        ASSERT_EQ(TimeStamp(stamp.year(), stamp.month(), stamp.day(), 0, 0, 0, 0), stamp);
-    }
-    EXPECT_EQ(checksum, checksumOfDays);
+// The standard library's calendar counts from 1970.
+constexpr int epoch = 2440588;
+
+std::chrono::year_month_day standardDate(unsigned long number) {
+    return std::chrono::sys_days(std::chrono::days(static_cast<int>(number) - epoch));
 }
 
-TEST(Calendar, AgreesWithAnotherFromTheLowestToTheHighestDay) {
-    for (const auto& [number, year, month, day, weekday] : distantDays) {
-        SCOPED_TRACE(number);
-        unsigned int parts[3] = {};
+/// The number of a day of a month, or of its last one, entered with the rule for two digits.
+unsigned long numberIn(std::chrono::year_month month, std::chrono::day wanted) {
+    if (month.year() < std::chrono::year(100))
+        month += std::chrono::years(1900);
+    const std::chrono::day last = (month / std::chrono::last).day();
+    const std::chrono::sys_days day = month / std::min(wanted, last);
+    return static_cast<unsigned long>(day.time_since_epoch().count() + epoch);
+}
+
+TEST(Calendar, AgreesWithTheStandardOneOnEveryDayOf99Centuries) {
+    using namespace std::chrono;
+    for (unsigned long number = 1757585; number <= 5373484; ++number) {
+        const TimeStamp stamp(number, 0);
+        const year_month_day named = standardDate(number);
+        const year_month month = named.year() / named.month();
+        const day last = (month / std::chrono::last).day();
+        const std::array<unsigned long, 9> parts{stamp.year(),
+                                                 stamp.month(),
+                                                 stamp.day(),
+                                                 stamp.dayOfWeek(),
+                                                 stamp.dayOfYear(),
+                                                 stamp.daysInMonth(),
+                                                 stamp.daysInYear(),
+                                                 stamp.monthAgo().julianDate(),
+                                                 stamp.yearAgo(1).julianDate()};
+        const std::array<unsigned long, 9> expected{
+            static_cast<unsigned int>(int{named.year()}),
+            unsigned{named.month()},
+            unsigned{named.day()},
+            weekday(named).iso_encoding(),
+            number - numberIn(named.year() / January, day(1)) + 1,
+            unsigned{last},
+            named.year().is_leap() ? 366UL : 365UL,
+            numberIn(month - months(1), named.day() == last ? day(31) : named.day()),
+            numberIn(month - years(1), named.day())};
+        ASSERT_EQ(parts, expected) << number;
+        ASSERT_EQ(TimeStamp(stamp.year(), stamp.month(), stamp.day(), 0, 0, 0, 0), stamp);
+    }
+}
+
+TEST(Calendar, RepeatsItselfUpToTheHighestDay) {
+    // The steps lead from the one end to the other.
+    constexpr unsigned long lowest = 1721120;
+    constexpr unsigned long highest = 1075462942;
+    constexpr unsigned long cycle = 146097;
+    for (unsigned long number = lowest; number <= highest; number += 2089) {
+        const auto named = standardDate(lowest + (number - lowest) % cycle);
+        const auto cycles = static_cast<unsigned int>((number - lowest) / cycle);
+        const std::array<unsigned int, 4> expected{
+            static_cast<unsigned int>(int{named.year()}) + 400 * cycles, unsigned{named.month()},
+            unsigned{named.day()}, std::chrono::weekday(named).iso_encoding()};
+        std::array<unsigned int, 4> parts{};
         Conversions::julianToGregorian(number, parts[0], parts[1], parts[2]);
-        EXPECT_EQ(parts[0], year);
-        EXPECT_EQ(parts[1], month);
-        EXPECT_EQ(parts[2], day);
-        EXPECT_EQ(TimeStamp(number, 0UL).dayOfWeek(), weekday);
+        parts[3] = TimeStamp(number, 0UL).dayOfWeek();
+        ASSERT_EQ(parts, expected) << number;
         // A year below 100 can't be entered.
-        EXPECT_TRUE(year < 100 || TimeStamp(year, month, day, 0, 0, 0, 0).julianDate() == number);
+        const TimeStamp entered(parts[0], parts[1], parts[2], 0, 0, 0, 0);
+        ASSERT_TRUE(parts[0] < 100 || entered.julianDate() == number) << number;
     }
 }
 
