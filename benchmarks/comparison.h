@@ -3,8 +3,7 @@
 // Contenders register under "Workload/contender"; the library's own is called "sorvex". Behind the
 // usual lines stands one line a workload: the time, the best peer and the ratio to it. With
 // repetitions the least time counts.
-#ifndef SORVEX_BENCHMARKS_COMPARISON_H
-#define SORVEX_BENCHMARKS_COMPARISON_H
+#pragma once
 
 #include <algorithm>
 #include <cstdio>
@@ -93,5 +92,3 @@ inline int run(int count, char** arguments) {
 }
 
 }  // namespace comparison
-
-#endif

@@ -1,6 +1,5 @@
 // The files that benchmarks work on.
-#ifndef SORVEX_BENCHMARKS_WORKPLACE_H
-#define SORVEX_BENCHMARKS_WORKPLACE_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -87,5 +86,3 @@ inline std::string smallFile() {
 }
 
 }  // namespace benchmark_files
-
-#endif

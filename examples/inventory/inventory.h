@@ -1,6 +1,5 @@
 // What the parts of the inventory program share.
-#ifndef SORVEX_EXAMPLES_INVENTORY_H
-#define SORVEX_EXAMPLES_INVENTORY_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -78,5 +77,3 @@ void reportUser(Sorvex::MessageFile& texts, const std::string& user);
 void reportVersion(Sorvex::MessageFile& texts, const std::string& image);
 
 }  // namespace inventory
-
-#endif

@@ -1,6 +1,5 @@
 // The record that a cursor keeps of its present entry.
-#ifndef SORVEX_FILES_CURSOR_RECORD_H
-#define SORVEX_FILES_CURSOR_RECORD_H
+#pragma once
 
 #include <sorvex/cursors.h>
 
@@ -11,5 +10,3 @@ namespace Sorvex {
 struct BPathCursor::Record : platform::WIN32_FIND_DATAA {};
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // What a path keeps of the disk.
-#ifndef SORVEX_FILES_PATH_INFORMATION_H
-#define SORVEX_FILES_PATH_INFORMATION_H
+#pragma once
 
 #include <sorvex/bpath.h>
 
@@ -13,5 +12,3 @@ struct BPath::Information {
 };
 
 }  // namespace Sorvex
-
-#endif

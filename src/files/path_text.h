@@ -1,6 +1,5 @@
 // The parts of a name, by its text alone.
-#ifndef SORVEX_FILES_PATH_TEXT_H
-#define SORVEX_FILES_PATH_TEXT_H
+#pragma once
 
 #include <string_view>
 
@@ -19,5 +18,3 @@ SplitName splitName(std::string_view name) noexcept;
 std::string_view::size_type extensionStart(std::string_view file) noexcept;
 
 }  // namespace Sorvex
-
-#endif

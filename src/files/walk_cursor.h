@@ -1,6 +1,5 @@
 // The cursors of the walks over directory trees.
-#ifndef SORVEX_FILES_WALK_CURSOR_H
-#define SORVEX_FILES_WALK_CURSOR_H
+#pragma once
 
 #include <string>
 
@@ -42,5 +41,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // Formatting of texts that come from a catalogue.
-#ifndef SORVEX_MESSAGES_CATALOGUE_FORMAT_H
-#define SORVEX_MESSAGES_CATALOGUE_FORMAT_H
+#pragma once
 
 #include <cstdarg>
 #include <cstddef>
@@ -27,5 +26,3 @@ std::string formatWithStrings(const std::string& text, std::string_view first,
                               std::string_view second);
 
 }  // namespace Sorvex::catalogue
-
-#endif

@@ -1,6 +1,5 @@
 // The conversions of printf-style formats, as far as texts from outside may use them.
-#ifndef SORVEX_MESSAGES_CONVERSION_H
-#define SORVEX_MESSAGES_CONVERSION_H
+#pragma once
 
 #include <cstddef>
 #include <string_view>
@@ -35,5 +34,3 @@ struct Conversion {
 bool parseConversion(std::string_view text, Conversion& conversion);
 
 }  // namespace Sorvex::catalogue
-
-#endif

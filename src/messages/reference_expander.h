@@ -1,6 +1,5 @@
 // Replaces the references in a message by the texts that they name.
-#ifndef SORVEX_MESSAGES_REFERENCE_EXPANDER_H
-#define SORVEX_MESSAGES_REFERENCE_EXPANDER_H
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -33,5 +32,3 @@ private:
 };
 
 }  // namespace Sorvex::catalogue
-
-#endif

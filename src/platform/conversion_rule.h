@@ -1,6 +1,5 @@
 // A row of the table of what a host's printf knows.
-#ifndef SORVEX_PLATFORM_CONVERSION_RULE_H
-#define SORVEX_PLATFORM_CONVERSION_RULE_H
+#pragma once
 
 #include <string_view>
 
@@ -33,5 +32,3 @@ struct ConversionRule {
 };
 
 }  // namespace Sorvex::platform
-
-#endif

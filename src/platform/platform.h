@@ -1,7 +1,6 @@
 // The only door to the operating system: the platform's operations, under their own names, in the
 // namespace Sorvex::platform. Its constants are written bare.
-#ifndef SORVEX_PLATFORM_PLATFORM_H
-#define SORVEX_PLATFORM_PLATFORM_H
+#pragma once
 
 #ifdef _WIN32
 #include "platform/windows/conversions.h"
@@ -31,6 +30,4 @@
 #include "platform/posix/threads/threads.h"
 #include "platform/posix/time/file_times.h"
 #include "platform/posix/time/time.h"
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 // Narrowing to the widths of the interface, where long has 32 bits on every host.
-#ifndef SORVEX_PLATFORM_WIDTH_H
-#define SORVEX_PLATFORM_WIDTH_H
+#pragma once
 
 #include <cstdint>
 
@@ -24,5 +23,3 @@ constexpr std::uint32_t atMost32Bits(unsigned long count) noexcept {
 }
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // The subject of a failure that may be a null pointer.
-#ifndef SORVEX_SERVICES_SUBJECT_H
-#define SORVEX_SERVICES_SUBJECT_H
+#pragma once
 
 #include <string>
 
@@ -12,5 +11,3 @@ inline std::string subject(const char* text) {
 }
 
 }  // namespace Sorvex
-
-#endif

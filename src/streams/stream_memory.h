@@ -1,6 +1,5 @@
 // The short way into and out of a stream in memory.
-#ifndef SORVEX_STREAMS_STREAM_MEMORY_H
-#define SORVEX_STREAMS_STREAM_MEMORY_H
+#pragma once
 
 #include <cstdint>
 #include <typeinfo>
@@ -51,5 +50,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

@@ -2,8 +2,7 @@
 //
 // A map or predicate is called with one char. A predicate that can be called with a ByteVector as
 // well, and answers for each lane, is asked for sixteen at a time.
-#ifndef SORVEX_STRINGS_BYTE_BLOCKS_H
-#define SORVEX_STRINGS_BYTE_BLOCKS_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -92,5 +91,3 @@ std::size_t trailingRun(std::string_view text, const Predicate& predicate) {
 }
 
 }  // namespace Sorvex
-
-#endif

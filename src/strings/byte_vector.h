@@ -1,6 +1,5 @@
 // Sixteen characters at a time, through the vector types that GCC and Clang share.
-#ifndef SORVEX_STRINGS_BYTE_VECTOR_H
-#define SORVEX_STRINGS_BYTE_VECTOR_H
+#pragma once
 
 #include <bit>
 #include <cstddef>
@@ -76,5 +75,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

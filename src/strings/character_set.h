@@ -1,6 +1,5 @@
 // Sets of characters and the question whether a character belongs to one.
-#ifndef SORVEX_STRINGS_CHARACTER_SET_H
-#define SORVEX_STRINGS_CHARACTER_SET_H
+#pragma once
 
 #include <cstddef>
 #include <string_view>
@@ -53,5 +52,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

@@ -3,8 +3,7 @@
 // Every function reads the error detail (errno or the calling thread's last error) before it does
 // anything else, so nothing may stand between the failing call and the raise. Concatenation adds no
 // character but those told here.
-#ifndef SORVEX_STRINGS_FAILURE_H
-#define SORVEX_STRINGS_FAILURE_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -43,5 +42,3 @@ namespace Sorvex::failure {
 [[noreturn]] void raiseWithSystemText(const char* literal);
 
 }  // namespace Sorvex::failure
-
-#endif

@@ -1,6 +1,5 @@
 // The stack buffer that both formatters write into.
-#ifndef SORVEX_STRINGS_FORMATTING_H
-#define SORVEX_STRINGS_FORMATTING_H
+#pragma once
 
 #include <cstdarg>
 #include <cstddef>
@@ -31,5 +30,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // Search for a text in a text.
-#ifndef SORVEX_STRINGS_TEXT_SEARCH_H
-#define SORVEX_STRINGS_TEXT_SEARCH_H
+#pragma once
 
 #include <cstddef>
 #include <cstring>
@@ -74,5 +73,3 @@ private:
 };
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // The text view of a string: its characters before the first NUL.
-#ifndef SORVEX_STRINGS_TEXT_VIEW_H
-#define SORVEX_STRINGS_TEXT_VIEW_H
+#pragma once
 
 #include <cstring>
 #include <string>
@@ -30,5 +29,3 @@ inline void cutToTextView(std::string& text) noexcept {
 }
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // Day numbers and dates, in unsigned 32-bit arithmetic that wraps.
-#ifndef SORVEX_TIME_CALENDAR_H
-#define SORVEX_TIME_CALENDAR_H
+#pragma once
 
 #include <cstdint>
 
@@ -66,5 +65,3 @@ constexpr Date date(std::uint32_t number) noexcept {
 }
 
 }  // namespace Sorvex::calendar
-
-#endif

@@ -1,7 +1,6 @@
 // The rules of parsing and matching carried out one literal step after another, without regard to
 // the time they take. The library's members have to agree with them on every text.
-#ifndef SORVEX_TESTS_STRINGS_LITERAL_STEPS_H
-#define SORVEX_TESTS_STRINGS_LITERAL_STEPS_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -104,5 +103,3 @@ inline bool matchesByLiteralSteps(const std::string& text, std::string pattern) 
 }
 
 }  // namespace Sorvex::testing
-
-#endif

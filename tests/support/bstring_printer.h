@@ -1,6 +1,5 @@
 // Shows a BString in a test's message as the text it is.
-#ifndef SORVEX_TESTS_SUPPORT_BSTRING_PRINTER_H
-#define SORVEX_TESTS_SUPPORT_BSTRING_PRINTER_H
+#pragma once
 
 #include <ostream>
 #include <string>
@@ -15,5 +14,3 @@ inline void PrintTo(const BString& text, std::ostream* stream) {
 }
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // Parts of a test that need a process of their own.
-#ifndef SORVEX_TESTS_SUPPORT_CHILD_PROCESS_H
-#define SORVEX_TESTS_SUPPORT_CHILD_PROCESS_H
+#pragma once
 
 #include <cstdio>
 
@@ -40,5 +39,3 @@ int runUnprivileged(Body body) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

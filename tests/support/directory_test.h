@@ -1,6 +1,5 @@
 // A test that works in a directory of its own.
-#ifndef SORVEX_TESTS_SUPPORT_DIRECTORY_TEST_H
-#define SORVEX_TESTS_SUPPORT_DIRECTORY_TEST_H
+#pragma once
 
 #include <filesystem>
 #include <initializer_list>
@@ -47,5 +46,3 @@ protected:
 };
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // Assertions on failures: the exact type and the complete text.
-#ifndef SORVEX_TESTS_SUPPORT_FAILURE_ASSERTIONS_H
-#define SORVEX_TESTS_SUPPORT_FAILURE_ASSERTIONS_H
+#pragma once
 
 #include <exception>
 #include <stdexcept>
@@ -39,5 +38,3 @@ template <typename Exception, typename Statement>
 #define EXPECT_LOGIC_FAILURE(statement, text) \
     EXPECT_TRUE(                              \
         (::Sorvex::testing::failsWith<std::logic_error>([&] { (void)(statement); }, (text))))
-
-#endif

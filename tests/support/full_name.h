@@ -1,6 +1,5 @@
 // Full names as the library gives them.
-#ifndef SORVEX_TESTS_SUPPORT_FULL_NAME_H
-#define SORVEX_TESTS_SUPPORT_FULL_NAME_H
+#pragma once
 
 #include <algorithm>
 #include <filesystem>
@@ -18,5 +17,3 @@ inline std::string libraryNameOf(const std::filesystem::path& hostName) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

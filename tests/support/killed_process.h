@@ -1,6 +1,5 @@
 // Children that are killed, between any two system calls if need be.
-#ifndef SORVEX_TESTS_SUPPORT_KILLED_PROCESS_H
-#define SORVEX_TESTS_SUPPORT_KILLED_PROCESS_H
+#pragma once
 
 #include <csignal>
 
@@ -45,5 +44,3 @@ bool endsWithin(int steps, Body body) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // A file without a directory entry, for tests that write many.
-#ifndef SORVEX_TESTS_SUPPORT_MEMORY_FILE_H
-#define SORVEX_TESTS_SUPPORT_MEMORY_FILE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -34,5 +33,3 @@ private:
 };
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // What the host records of the running process, to show that nothing leaks.
-#ifndef SORVEX_TESTS_SUPPORT_PROCESS_FACTS_H
-#define SORVEX_TESTS_SUPPORT_PROCESS_FACTS_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -22,5 +21,3 @@ inline std::size_t runningThreads() {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // A stream that notes how it is called.
-#ifndef SORVEX_TESTS_SUPPORT_RECORDING_STREAM_H
-#define SORVEX_TESTS_SUPPORT_RECORDING_STREAM_H
+#pragma once
 
 #include <algorithm>
 #include <cstring>
@@ -37,5 +36,3 @@ public:
 };
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // How long the tests go on that look for rare faults.
-#ifndef SORVEX_TESTS_SUPPORT_STRESS_H
-#define SORVEX_TESTS_SUPPORT_STRESS_H
+#pragma once
 
 #include <chrono>
 #include <cstdlib>
@@ -30,5 +29,3 @@ bool comesTrue(Condition condition) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // A directory of a test's own.
-#ifndef SORVEX_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
-#define SORVEX_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
+#pragma once
 
 #include <filesystem>
 #include <fstream>
@@ -64,5 +63,3 @@ inline std::string contentsOf(const std::filesystem::path& file) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

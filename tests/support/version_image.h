@@ -1,6 +1,5 @@
 // Windows images and version resources composed byte by byte.
-#ifndef SORVEX_TESTS_SUPPORT_VERSION_IMAGE_H
-#define SORVEX_TESTS_SUPPORT_VERSION_IMAGE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -210,5 +209,3 @@ inline VersionImage imageOf(const VersionEntry& root) {
 }
 
 }  // namespace Sorvex::testing
-
-#endif

@@ -1,6 +1,5 @@
 // The time zone of the test's own process.
-#ifndef SORVEX_TESTS_SUPPORT_ZONE_H
-#define SORVEX_TESTS_SUPPORT_ZONE_H
+#pragma once
 
 #include <cstdlib>
 #include <ctime>
@@ -32,5 +31,3 @@ private:
 };
 
 }  // namespace Sorvex::testing
-
-#endif

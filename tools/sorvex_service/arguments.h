@@ -1,6 +1,5 @@
 // The words behind a command.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_ARGUMENTS_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_ARGUMENTS_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -57,5 +56,3 @@ private:
 std::optional<unsigned long> asNumber(const std::string& word, unsigned long most);
 
 }  // namespace Sorvex::tools
-
-#endif

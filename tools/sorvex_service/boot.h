@@ -1,6 +1,5 @@
 // All services at once: when the machine starts and when it ends.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_BOOT_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_BOOT_H
+#pragma once
 
 #include <optional>
 #include <vector>
@@ -28,5 +27,3 @@ Outcome stopWithDependents(const std::string& name, std::optional<milliseconds> 
                            milliseconds patience, const Progress& progress, Words& stopped);
 
 }  // namespace Sorvex::tools
-
-#endif

@@ -1,6 +1,5 @@
 // The commands of the program.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_COMMANDS_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_COMMANDS_H
+#pragma once
 
 #include <vector>
 
@@ -43,5 +42,3 @@ int startAutomaticServices(const Arguments& arguments);
 int stopAllServices(const Arguments& arguments);
 
 }  // namespace Sorvex::tools
-
-#endif

@@ -1,6 +1,5 @@
 // Starting and stopping single services, and waiting for what comes of it.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_CONTROL_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_CONTROL_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -74,5 +73,3 @@ Outcome stopService(const std::string& name, std::optional<milliseconds> killAft
                     milliseconds patience, const Progress& progress);
 
 }  // namespace Sorvex::tools
-
-#endif

@@ -1,6 +1,5 @@
 // How a command ends early: a line for the user and the exit code of the program.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_FAILURE_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_FAILURE_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -47,5 +46,3 @@ DWORD errorOf(Call call) {
 }
 
 }  // namespace Sorvex::tools
-
-#endif

@@ -1,6 +1,5 @@
 // Services in words, and as JSON.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_FORMS_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_FORMS_H
+#pragma once
 
 #include <cstdint>
 #include <ctime>
@@ -71,5 +70,3 @@ private:
 std::string quotedJson(const std::string& text);
 
 }  // namespace Sorvex::tools
-
-#endif

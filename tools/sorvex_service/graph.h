@@ -1,6 +1,5 @@
 // Which services wait for which, and doing something with all of them in that order.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_GRAPH_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_GRAPH_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -58,5 +57,3 @@ void doInOrder(const std::vector<std::size_t>& chosen,
                const std::function<void(std::size_t)>& task);
 
 }  // namespace Sorvex::tools
-
-#endif

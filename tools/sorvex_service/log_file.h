@@ -1,6 +1,5 @@
 // Reading what a service wrote.
-#ifndef SORVEX_TOOLS_SORVEX_SERVICE_LOG_FILE_H
-#define SORVEX_TOOLS_SORVEX_SERVICE_LOG_FILE_H
+#pragma once
 
 #include <string>
 
@@ -30,5 +29,3 @@ private:
 };
 
 }  // namespace Sorvex::tools
-
-#endif

@@ -1,6 +1,5 @@
 // What the runtime's printf knows: the C library's conversions and the host's own spellings.
-#ifndef SORVEX_PLATFORM_WINDOWS_CONVERSIONS_H
-#define SORVEX_PLATFORM_WINDOWS_CONVERSIONS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -50,5 +49,3 @@ constexpr ConversionRule conversionRules[] = {
 };
 
 }  // namespace Sorvex::platform
-
-#endif

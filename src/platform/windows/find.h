@@ -1,6 +1,5 @@
 // Searches that name no other entry than the one they found.
-#ifndef SORVEX_PLATFORM_WINDOWS_FIND_H
-#define SORVEX_PLATFORM_WINDOWS_FIND_H
+#pragma once
 
 #include "platform/windows/windows.h"
 
@@ -60,5 +59,3 @@ inline BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* data) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

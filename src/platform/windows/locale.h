@@ -3,8 +3,7 @@
 // The character functions take each char as a signed value. The runtime has an answer for -1 and
 // for 0 to 255 only and would read before its tables for others: those stay as they are and belong
 // to no class.
-#ifndef SORVEX_PLATFORM_WINDOWS_LOCALE_H
-#define SORVEX_PLATFORM_WINDOWS_LOCALE_H
+#pragma once
 
 #include <cctype>
 #include <clocale>
@@ -37,5 +36,3 @@ inline const char* decimalPoint() noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Steps of the walks over directory trees, which go by full names here.
-#ifndef SORVEX_PLATFORM_WINDOWS_TREE_H
-#define SORVEX_PLATFORM_WINDOWS_TREE_H
+#pragma once
 
 #include "platform/windows/windows.h"
 
@@ -84,5 +83,3 @@ inline BOOL copyFound(HANDLE /*search*/, const char* fullName, HANDLE /*target*/
 }
 
 }  // namespace Sorvex::platform
-
-#endif

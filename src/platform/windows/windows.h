@@ -1,6 +1,5 @@
 // Brings the system's own operations into the library's namespace.
-#ifndef SORVEX_PLATFORM_WINDOWS_WINDOWS_H
-#define SORVEX_PLATFORM_WINDOWS_WINDOWS_H
+#pragma once
 
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -151,5 +150,3 @@ inline bool appendLine(FILE* file, std::string& line) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Services of a test's own, kept in a directory of its own.
-#ifndef SORVEX_TESTS_PLATFORM_SERVICES_SERVICES_FIXTURE_H
-#define SORVEX_TESTS_PLATFORM_SERVICES_SERVICES_FIXTURE_H
+#pragma once
 
 #include <chrono>
 #include <csignal>
@@ -147,5 +146,3 @@ protected:
 };
 
 }  // namespace Sorvex::testing
-
-#endif

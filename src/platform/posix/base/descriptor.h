@@ -1,6 +1,5 @@
 // The owner of a descriptor.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_DESCRIPTOR_H
-#define SORVEX_PLATFORM_POSIX_BASE_DESCRIPTOR_H
+#pragma once
 
 #include <cerrno>
 #include <utility>
@@ -48,5 +47,3 @@ inline Descriptor openAt(int directory, const char* name, int flags, mode_t mode
 }
 
 }  // namespace Sorvex::platform
-
-#endif

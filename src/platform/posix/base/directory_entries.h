@@ -1,6 +1,5 @@
 // The names in a directory.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_DIRECTORY_ENTRIES_H
-#define SORVEX_PLATFORM_POSIX_BASE_DIRECTORY_ENTRIES_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -14,5 +13,3 @@ namespace Sorvex::platform {
 bool forEachEntry(int directory, const std::function<void(const std::string&)>& function);
 
 }  // namespace Sorvex::platform
-
-#endif

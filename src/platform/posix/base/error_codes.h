@@ -1,6 +1,5 @@
 // The platform's error numbers, as GetLastError gives them.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_ERROR_CODES_H
-#define SORVEX_PLATFORM_POSIX_BASE_ERROR_CODES_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -90,5 +89,3 @@ constexpr platform::DWORD NERR_Success = 0;
 constexpr platform::DWORD NERR_UserNotFound = 2221;
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // The calling thread's last error, and the system's texts for error numbers.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_ERRORS_H
-#define SORVEX_PLATFORM_POSIX_BASE_ERRORS_H
+#pragma once
 
 #include "platform/posix/base/error_codes.h"
 #include "platform/posix/base/types.h"
@@ -38,5 +37,3 @@ DWORD FormatMessageA(DWORD flags, const void* source, DWORD error, DWORD languag
 void* LocalFree(void* block);
 
 }  // namespace Sorvex::platform
-
-#endif

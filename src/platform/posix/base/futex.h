@@ -1,6 +1,5 @@
 // The kernel's futex: sleeping on a 32-bit word until another thread changes it.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_FUTEX_H
-#define SORVEX_PLATFORM_POSIX_BASE_FUTEX_H
+#pragma once
 
 #include <atomic>
 #include <cstdint>
@@ -73,5 +72,3 @@ inline void spinPause() noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

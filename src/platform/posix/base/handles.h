@@ -1,6 +1,5 @@
 // What a HANDLE stands for, and its end.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_HANDLES_H
-#define SORVEX_PLATFORM_POSIX_BASE_HANDLES_H
+#pragma once
 
 #include <cstdint>
 
@@ -31,5 +30,3 @@ public:
 BOOL CloseHandle(HANDLE handle);
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // What the kernel tells of processes and threads in files.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_KERNEL_FILES_H
-#define SORVEX_PLATFORM_POSIX_BASE_KERNEL_FILES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -37,5 +36,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Text in places that take only some characters.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_PERCENT_ENCODING_H
-#define SORVEX_PLATFORM_POSIX_BASE_PERCENT_ENCODING_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -26,5 +25,3 @@ std::string percentEncoded(std::string_view text, Predicate standsForItself) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

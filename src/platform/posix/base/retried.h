@@ -1,6 +1,5 @@
 // System calls that signals interrupt.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_RETRIED_H
-#define SORVEX_PLATFORM_POSIX_BASE_RETRIED_H
+#pragma once
 
 #include <cerrno>
 
@@ -17,5 +16,3 @@ auto retried(Call call) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Which sanitizer the library is built with.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_SANITIZERS_H
-#define SORVEX_PLATFORM_POSIX_BASE_SANITIZERS_H
+#pragma once
 
 #if defined(__SANITIZE_THREAD__)
 #define SORVEX_THREAD_SANITIZER 1
@@ -12,6 +11,4 @@
 
 #ifndef SORVEX_THREAD_SANITIZER
 #define SORVEX_THREAD_SANITIZER 0
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 // Keeps a thread from being ended in the middle of a step that must be done whole.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_TERMINATION_SHIELD_H
-#define SORVEX_PLATFORM_POSIX_BASE_TERMINATION_SHIELD_H
+#pragma once
 
 #include <atomic>
 
@@ -54,5 +53,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // The platform's basic types.
-#ifndef SORVEX_PLATFORM_POSIX_BASE_TYPES_H
-#define SORVEX_PLATFORM_POSIX_BASE_TYPES_H
+#pragma once
 
 #include <cstdint>
 
@@ -29,5 +28,3 @@ constexpr platform::DWORD WAIT_TIMEOUT = 258;
 constexpr platform::DWORD WAIT_FAILED = 0xFFFFFFFF;
 
 }  // namespace Sorvex
-
-#endif

@@ -1,6 +1,5 @@
 // The private directory in which the named events of one user lie.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_EVENT_DIRECTORY_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_EVENT_DIRECTORY_H
+#pragma once
 
 #include <cstdint>
 
@@ -62,5 +61,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // The state of one event, in memory that one process or several look at.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_EVENT_STATE_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_EVENT_STATE_H
+#pragma once
 
 #include <atomic>
 #include <cstdint>
@@ -98,5 +97,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Events: flags that threads and processes wait on.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_EVENTS_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_EVENTS_H
+#pragma once
 
 #include "platform/posix/base/handles.h"
 #include "platform/posix/base/types.h"
@@ -40,5 +39,3 @@ BOOL PulseEvent(HANDLE event);
 DWORD waitForEvent(HandleObject& event, DWORD milliseconds);
 
 }  // namespace Sorvex::platform
-
-#endif

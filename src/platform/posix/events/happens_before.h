@@ -1,7 +1,6 @@
 // Tells the thread sanitizer of orders that it can't see: those that the kernel makes when it
 // changes a word, and those between two addresses of the same shared memory.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_HAPPENS_BEFORE_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_HAPPENS_BEFORE_H
+#pragma once
 
 #include "platform/posix/base/sanitizers.h"
 
@@ -25,5 +24,3 @@ inline void orderAfter([[maybe_unused]] void* key) noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

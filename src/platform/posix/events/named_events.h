@@ -1,6 +1,5 @@
 // Events that every process of one user finds by a name.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_NAMED_EVENTS_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_NAMED_EVENTS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -68,5 +67,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

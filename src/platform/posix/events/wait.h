@@ -1,6 +1,5 @@
 // The wait for anything that can be waited for.
-#ifndef SORVEX_PLATFORM_POSIX_EVENTS_WAIT_H
-#define SORVEX_PLATFORM_POSIX_EVENTS_WAIT_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -12,5 +11,3 @@ namespace Sorvex::platform {
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 }  // namespace Sorvex::platform
-
-#endif

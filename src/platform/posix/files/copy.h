@@ -1,6 +1,5 @@
 // Copying one entry of the file system.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_COPY_H
-#define SORVEX_PLATFORM_POSIX_FILES_COPY_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 #include "platform/posix/files/entry.h"
@@ -29,5 +28,3 @@ bool moveEntryAcross(EntryAt source, EntryAt target) noexcept;
 BOOL CopyFileA(const char* source, const char* target, BOOL failIfExists) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Entries of directories, and what the host's stat tells of them: their facts.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_ENTRY_H
-#define SORVEX_PLATFORM_POSIX_FILES_ENTRY_H
+#pragma once
 
 #include <cerrno>
 #include <cstdint>
@@ -81,5 +80,3 @@ inline int removeDirectory(EntryAt entry) noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

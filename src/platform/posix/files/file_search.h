@@ -1,6 +1,5 @@
 // What the handle of a search stands for.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_FILE_SEARCH_H
-#define SORVEX_PLATFORM_POSIX_FILES_FILE_SEARCH_H
+#pragma once
 
 #include <cstddef>
 #include <memory>
@@ -82,5 +81,3 @@ constexpr bool isDotEntry(std::string_view name) noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -2,8 +2,7 @@
 //
 // A file belongs to one thread at a time: nothing here locks. What was written and not yet flushed
 // reaches the disk at the latest when the process exits in the ordinary way.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_FILES_H
-#define SORVEX_PLATFORM_POSIX_FILES_FILES_H
+#pragma once
 
 #include <atomic>
 #include <cstddef>
@@ -187,5 +186,3 @@ inline bool appendLine(FILE* file, std::string& line) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Searches of directories.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_FIND_H
-#define SORVEX_PLATFORM_POSIX_FILES_FIND_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 #include "platform/posix/files/find_data.h"
@@ -34,5 +33,3 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* data);
 BOOL FindClose(HANDLE search);
 
 }  // namespace Sorvex::platform
-
-#endif

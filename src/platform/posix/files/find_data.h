@@ -1,6 +1,5 @@
 // What a search tells of an entry, and the handle of one that could not be started.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_FIND_DATA_H
-#define SORVEX_PLATFORM_POSIX_FILES_FIND_DATA_H
+#pragma once
 
 #include <cstdint>
 
@@ -37,5 +36,3 @@ struct WIN32_FIND_DATAA {
 };
 
 }  // namespace Sorvex::platform
-
-#endif

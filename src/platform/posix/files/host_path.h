@@ -2,8 +2,7 @@
 //
 // Drive C: is the host's root, no other drive and no server exists, and both separators count. A
 // backslash inside a name of the host stands as U+F05C in the library's spelling.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_HOST_PATH_H
-#define SORVEX_PLATFORM_POSIX_FILES_HOST_PATH_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -69,5 +68,3 @@ std::string libraryName(std::string_view hostName);
 char* writeLibraryName(std::string_view hostName, char* begin, const char* end) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,8 +1,7 @@
 // Names in the file system, and what can be asked of and done to what they name.
 //
 // All of them set errno when they fail and take names as the application gives them.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_PATHS_H
-#define SORVEX_PLATFORM_POSIX_FILES_PATHS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -77,5 +76,3 @@ bool leadsTo(const char* first, const char* second);
 char* _fullpath(char* buffer, const char* name, std::size_t size) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -4,8 +4,7 @@
 // search has open: a name is never looked up again on the way down, so nobody can lead a walk out
 // of its tree by putting a link in the place of a directory. The full names beside it are for hosts
 // without such steps.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_TREE_H
-#define SORVEX_PLATFORM_POSIX_FILES_TREE_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 #include "platform/posix/files/find.h"
@@ -63,5 +62,3 @@ BOOL copyFound(HANDLE search, const char* fullName, HANDLE target, const char* f
                BOOL failIfExists) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

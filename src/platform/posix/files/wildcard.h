@@ -1,6 +1,5 @@
 // The wildcards of search texts.
-#ifndef SORVEX_PLATFORM_POSIX_FILES_WILDCARD_H
-#define SORVEX_PLATFORM_POSIX_FILES_WILDCARD_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -52,5 +51,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

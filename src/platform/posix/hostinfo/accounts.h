@@ -1,6 +1,5 @@
 // The host's users and groups.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_ACCOUNTS_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_ACCOUNTS_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -57,5 +56,3 @@ NET_API_STATUS NetUserGetGroups(const WCHAR* server, const WCHAR* user, DWORD le
 NET_API_STATUS NetApiBufferFree(void* list);
 
 }  // namespace Sorvex::platform
-
-#endif

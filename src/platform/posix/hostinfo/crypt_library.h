@@ -1,6 +1,5 @@
 // The host's library that hashes passwords.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_CRYPT_LIBRARY_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_CRYPT_LIBRARY_H
+#pragma once
 
 #include <cstddef>
 
@@ -23,5 +22,3 @@ struct CryptLibrary {
 CryptLibrary openCryptLibrary();
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Finds the version resource in the file of a 32-bit or 64-bit Windows image.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_IMAGE_FILE_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_IMAGE_FILE_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -65,5 +64,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

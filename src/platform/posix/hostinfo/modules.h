@@ -1,6 +1,5 @@
 // The process's address space as the loader of programs has laid it out.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_MODULES_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_MODULES_H
+#pragma once
 
 #include <cstddef>
 
@@ -40,5 +39,3 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
 DWORD GetModuleFileNameA(HMODULE module, char* name, DWORD size);
 
 }  // namespace Sorvex::platform
-
-#endif

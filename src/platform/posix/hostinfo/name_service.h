@@ -1,6 +1,5 @@
 // Questions to the host's name service about one user or group.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_NAME_SERVICE_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_NAME_SERVICE_H
+#pragma once
 
 #include <cerrno>
 #include <cstddef>
@@ -67,5 +66,3 @@ int lookUp(Record& record, LookupBuffer& buffer, Get get) {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

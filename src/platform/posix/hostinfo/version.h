@@ -1,6 +1,5 @@
 // The version resources of Windows images, read from the files themselves.
-#ifndef SORVEX_PLATFORM_POSIX_HOSTINFO_VERSION_H
-#define SORVEX_PLATFORM_POSIX_HOSTINFO_VERSION_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -53,5 +52,3 @@ BOOL GetFileVersionInfoA(const char* name, DWORD handle, DWORD size, void* block
 BOOL VerQueryValueA(const void* block, const char* subBlock, void** value, UINT* length);
 
 }  // namespace Sorvex::platform
-
-#endif

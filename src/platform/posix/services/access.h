@@ -1,6 +1,5 @@
 // Rights that are asked for when a handle is opened and looked at when it is used.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_ACCESS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_ACCESS_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -19,5 +18,3 @@ DWORD grantedOnService(DWORD asked);
 void demand(DWORD granted, DWORD needed);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // What those who administer services ask, and the platform's operations don't tell.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_ADMINISTRATION_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_ADMINISTRATION_H
+#pragma once
 
 #include <ctime>
 #include <optional>
@@ -49,5 +48,3 @@ DWORD checkCommand(const std::string& commandLine);
 bool isAmbiguousCommand(const std::string& commandLine);
 
 }  // namespace Sorvex::platform::services
-
-#endif

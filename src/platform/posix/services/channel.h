@@ -2,8 +2,7 @@
 //
 // Sockets lie in private directories and are reached through an open descriptor of those. Beyond
 // that, each side asks the kernel which user the other is, and talks to nobody but its own.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_CHANNEL_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_CHANNEL_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -73,5 +72,3 @@ Answer awaitReply(int connection, int processEnd, const TimeLimit& deadline);
 bool awaitReadable(int descriptor, const TimeLimit& deadline);
 
 }  // namespace Sorvex::platform::services
-
-#endif

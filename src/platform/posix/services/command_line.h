@@ -1,6 +1,5 @@
 // The command line of a service's program.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_COMMAND_LINE_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_COMMAND_LINE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -27,5 +26,3 @@ Command findCommand(std::string_view commandLine);
 std::vector<std::string> splitArguments(std::string_view text);
 
 }  // namespace Sorvex::platform::services
-
-#endif

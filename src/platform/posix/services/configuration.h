@@ -1,6 +1,5 @@
 // What a service was installed with, and its form on the disk.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_CONFIGURATION_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_CONFIGURATION_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -40,5 +39,3 @@ Configuration fromText(std::string_view text);
 std::vector<std::string> splitDependencies(const char* list);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // Which controls a service takes in which state.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_CONTROL_CODES_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_CONTROL_CODES_H
+#pragma once
 
 #include "platform/posix/services/services.h"
 
@@ -15,5 +14,3 @@ DWORD accessForControl(DWORD code);
 DWORD refusalOf(const SERVICE_STATUS& status, DWORD code) noexcept;
 
 }  // namespace Sorvex::platform::services
-
-#endif

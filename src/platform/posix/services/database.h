@@ -6,8 +6,7 @@
 // configuration agrees, so a crash between the two does no harm; where they differ, all
 // configurations are looked through. Services are built and taken apart in a directory of remains,
 // which the next change clears of what a crash has left.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_DATABASE_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_DATABASE_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -79,5 +78,3 @@ private:
 };
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // Which services a service depends on.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_DEPENDENCIES_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_DEPENDENCIES_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -29,5 +28,3 @@ private:
 bool isCircular(const Database& database, const Configuration& configuration);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,7 +1,6 @@
 // The single steps that change the database on the disk. Each is one system call, or in the case of
 // a write as many as it takes, so that a crash can fall between any two of them.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_DISK_STEPS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_DISK_STEPS_H
+#pragma once
 
 #include <string_view>
 
@@ -31,5 +30,3 @@ void renameEntry(int directory, const char* name, int newDirectory, const char* 
 void removeEntry(int directory, const char* name, int flags);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // The services that run in this process.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_DISPATCHER_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_DISPATCHER_H
+#pragma once
 
 #include <memory>
 #include <mutex>
@@ -75,5 +74,3 @@ private:
 };
 
 }  // namespace Sorvex::platform::services
-
-#endif

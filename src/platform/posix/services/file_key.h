@@ -1,6 +1,5 @@
 // Names of services and the names of the host's files that stand for them.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_FILE_KEY_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_FILE_KEY_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -29,5 +28,3 @@ std::uint64_t hashOf(std::string_view bytes, std::uint64_t basis = 0xCBF29CE4842
 std::string asHexadecimal(std::uint64_t number);
 
 }  // namespace Sorvex::platform::services
-
-#endif

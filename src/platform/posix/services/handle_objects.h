@@ -1,6 +1,5 @@
 // What stands behind the handles of the service manager.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_HANDLE_OBJECTS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_HANDLE_OBJECTS_H
+#pragma once
 
 #include <memory>
 #include <utility>
@@ -37,5 +36,3 @@ const ManagerHandle& managerBehind(HANDLE handle, DWORD needed);
 const ServiceHandle& serviceBehind(HANDLE handle, DWORD needed);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // Facts about this machine and its processes.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_HOST_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_HOST_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -39,5 +38,3 @@ struct ProcessIdentity {
 ProcessIdentity identityOf(pid_t process);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // Starting a program as a process that has nothing to do with the one that starts it.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LAUNCH_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_LAUNCH_H
+#pragma once
 
 #include "platform/posix/services/command_line.h"
 #include "platform/posix/services/host.h"
@@ -70,5 +69,3 @@ Descriptor watchProcess(pid_t process) noexcept;
 Descriptor watchProcess(const Observation& service) noexcept;
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // How long the service manager waits for others.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LIMITS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_LIMITS_H
+#pragma once
 
 #include <chrono>
 
@@ -30,5 +29,3 @@ private:
 };
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -3,8 +3,7 @@
 // flock belongs to the open file, not to the process: it lives on in every copy of the descriptor,
 // those of forked children and those sent to other processes included, until one of them unlocks it
 // or the last is closed.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_LOCKS_H
+#pragma once
 
 #include <utility>
 
@@ -72,5 +71,3 @@ FileLock tryLock(Descriptor file, int kind);
 FileLock waitForLock(Descriptor file, int kind);
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // What services write to their standard output and error.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_LOGS_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_LOGS_H
+#pragma once
 
 #include <string>
 
@@ -19,5 +18,3 @@ std::string logName(const std::string& key);
 Descriptor openLog(const std::string& key) noexcept;
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // Where the services of a user are kept.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_PLACES_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_PLACES_H
+#pragma once
 
 #include "platform/posix/services/private_files.h"
 
@@ -17,5 +16,3 @@ struct Places {
 Places placesOfUser();
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -4,8 +4,7 @@
 // A directory is opened as a mere place (O_PATH): who has the descriptor can neither list nor lock
 // the directory, and reaches what is in it only with the rights that he has at that time. So a
 // service of root's that gives up its rights keeps no hold on root's files.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_PRIVATE_FILES_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_PRIVATE_FILES_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -64,5 +63,3 @@ std::vector<std::string> visibleEntries(int directory);
 void removeTree(int parent, const char* name);
 
 }  // namespace Sorvex::platform::services
-
-#endif

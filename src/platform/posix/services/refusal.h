@@ -1,7 +1,6 @@
 // How an operation of the service manager ends early: an error number that travels up to the
 // operation and becomes the thread's last error there. It never leaves the layer.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_REFUSAL_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_REFUSAL_H
+#pragma once
 
 #include <cerrno>
 #include <exception>
@@ -40,5 +39,3 @@ Result answering(Result failed, Body body) {
 }
 
 }  // namespace Sorvex::platform::services
-
-#endif

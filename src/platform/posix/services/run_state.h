@@ -9,8 +9,7 @@
 // The lock says more than the record: it is seen from other PID and time namespaces, where the
 // number and the start time of the process mean nothing, and beside a record that is damaged or by
 // another version.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_RUN_STATE_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -92,5 +91,3 @@ struct Observation {
 Observation observe(int runtime, const std::string& key);
 
 }  // namespace Sorvex::platform::services
-
-#endif

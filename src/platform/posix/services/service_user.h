@@ -1,6 +1,5 @@
 // The user that the services of the calling process belong to and run as.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_SERVICE_USER_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_SERVICE_USER_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -27,5 +26,3 @@ ServiceUser serviceUser();
 bool isOwnAccount(std::string_view account);
 
 }  // namespace Sorvex::platform::services
-
-#endif

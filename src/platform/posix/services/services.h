@@ -1,7 +1,6 @@
 // The platform's service manager, without a process of its own: a database of services on the disk,
 // and run-time files through which controlling programs and services find each other.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_SERVICES_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_SERVICES_H
+#pragma once
 
 #include <sorvex/service_record.h>
 
@@ -89,5 +88,3 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerA(const char* serviceName,
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE service, SERVICE_STATUS* status);
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Starting services, from the side of the program that wants them started.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_START_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_START_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -62,5 +61,3 @@ private:
 };
 
 }  // namespace Sorvex::platform::services
-
-#endif

@@ -1,6 +1,5 @@
 // The database and the run-time files of a user together, and when a service goes.
-#ifndef SORVEX_PLATFORM_POSIX_SERVICES_STORE_H
-#define SORVEX_PLATFORM_POSIX_SERVICES_STORE_H
+#pragma once
 
 #include <string>
 
@@ -64,5 +63,3 @@ bool hasActiveDependents(const Store& store, const std::string& key);
 void removeRuntime(const Store& store, const std::string& key);
 
 }  // namespace Sorvex::platform::services
-
-#endif

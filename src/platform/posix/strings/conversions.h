@@ -1,6 +1,5 @@
 // What the runtime's printf knows: all that glibc's manual defines.
-#ifndef SORVEX_PLATFORM_POSIX_STRINGS_CONVERSIONS_H
-#define SORVEX_PLATFORM_POSIX_STRINGS_CONVERSIONS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -58,5 +57,3 @@ constexpr ConversionRule conversionRules[] = {
 };
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -3,8 +3,7 @@
 // The character functions take each char as a signed value, which the runtime's tables answer for
 // from -128 on. An object reads the locale that is in force when it is made, and so saves the calls
 // that would look it up for each character.
-#ifndef SORVEX_PLATFORM_POSIX_STRINGS_LOCALE_H
-#define SORVEX_PLATFORM_POSIX_STRINGS_LOCALE_H
+#pragma once
 
 #include <ctype.h>
 #include <langinfo.h>
@@ -57,5 +56,3 @@ inline const char* decimalPoint() noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // UTF-16, the platform's wide text, and UTF-8, the host's 8-bit text.
-#ifndef SORVEX_PLATFORM_POSIX_STRINGS_UNICODE_H
-#define SORVEX_PLATFORM_POSIX_STRINGS_UNICODE_H
+#pragma once
 
 #include <cstddef>
 
@@ -59,5 +58,3 @@ char32_t characterAt(Unit unit, std::size_t index, std::size_t count, std::size_
 }
 
 }  // namespace Sorvex::platform
-
-#endif

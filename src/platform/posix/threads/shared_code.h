@@ -1,6 +1,5 @@
 // The places where a thread may hold a lock of the whole process.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_SHARED_CODE_H
-#define SORVEX_PLATFORM_POSIX_THREADS_SHARED_CODE_H
+#pragma once
 
 namespace Sorvex::platform {
 
@@ -17,5 +16,3 @@ void findSharedCode();
 bool interruptsSharedCode(const void* context) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // Locks inside one process.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_SYNC_H
-#define SORVEX_PLATFORM_POSIX_THREADS_SYNC_H
+#pragma once
 
 #include <atomic>
 #include <cstdint>
@@ -68,5 +67,3 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
 }
 
 }  // namespace Sorvex::platform
-
-#endif

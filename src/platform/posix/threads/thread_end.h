@@ -1,6 +1,5 @@
 // The end of a thread from outside.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREAD_END_H
-#define SORVEX_PLATFORM_POSIX_THREADS_THREAD_END_H
+#pragma once
 
 #include "platform/posix/threads/thread_record.h"
 
@@ -13,5 +12,3 @@ void endThread(ThreadRecord& thread) noexcept;
 [[noreturn]] void endThisThread() noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // The number of the calling thread.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREAD_ID_H
-#define SORVEX_PLATFORM_POSIX_THREADS_THREAD_ID_H
+#pragma once
 
 #include "platform/posix/base/types.h"
 
@@ -10,5 +9,3 @@ namespace Sorvex::platform {
 DWORD GetCurrentThreadId() noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // What the layer knows of one thread, and how the thread ends.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREAD_RECORD_H
-#define SORVEX_PLATFORM_POSIX_THREADS_THREAD_RECORD_H
+#pragma once
 
 #include <atomic>
 #include <cstddef>
@@ -155,5 +154,3 @@ private:
 };
 
 }  // namespace Sorvex::platform
-
-#endif

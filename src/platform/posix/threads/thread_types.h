@@ -1,6 +1,5 @@
 // What a thread runs, and how urgent it is.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREAD_TYPES_H
-#define SORVEX_PLATFORM_POSIX_THREADS_THREAD_TYPES_H
+#pragma once
 
 namespace Sorvex {
 
@@ -20,5 +19,3 @@ namespace Sorvex::platform {
 using LPTHREAD_START_ROUTINE = unsigned long (*)(void*);
 
 }  // namespace Sorvex::platform
-
-#endif

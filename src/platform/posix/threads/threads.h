@@ -1,6 +1,5 @@
 // The platform's threads.
-#ifndef SORVEX_PLATFORM_POSIX_THREADS_THREADS_H
-#define SORVEX_PLATFORM_POSIX_THREADS_THREADS_H
+#pragma once
 
 #include <cstddef>
 
@@ -48,5 +47,3 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
                     FILETIME* user);
 
 }  // namespace Sorvex::platform
-
-#endif

@@ -1,6 +1,5 @@
 // File times and calendar times, and the conversions between them.
-#ifndef SORVEX_PLATFORM_POSIX_TIME_FILE_TIMES_H
-#define SORVEX_PLATFORM_POSIX_TIME_FILE_TIMES_H
+#pragma once
 
 #include <cstdint>
 
@@ -49,5 +48,3 @@ BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 
 }  // namespace Sorvex::platform
-
-#endif

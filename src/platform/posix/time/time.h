@@ -1,6 +1,5 @@
 // The platform's clocks.
-#ifndef SORVEX_PLATFORM_POSIX_TIME_TIME_H
-#define SORVEX_PLATFORM_POSIX_TIME_TIME_H
+#pragma once
 
 #include <cstdint>
 
@@ -41,5 +40,3 @@ DWORD timeGetTime() noexcept;
 void GetSystemTime(SYSTEMTIME* systemTime) noexcept;
 
 }  // namespace Sorvex::platform
-
-#endif
