@@ -25,99 +25,29 @@
 
 namespace Sorvex::platform {
 
-using ::_access;
-using ::_chmod;
-using ::_ftime;
-using ::_fullpath;
-using ::_mkdir;
-using ::_rmdir;
-using ::_stat;
-using ::_timeb;
-using ::BOOL;
-using ::BYTE;
-using ::ChangeServiceConfigA;
-using ::CloseHandle;
-using ::CloseServiceHandle;
-using ::ControlService;
-using ::CopyFileA;
-using ::CreateEventA;
-using ::CreateServiceA;
-using ::CreateThread;
-using ::CRITICAL_SECTION;
-using ::DeleteCriticalSection;
-using ::DeleteService;
-using ::DWORD;
-using ::EnterCriticalSection;
-using ::fclose;
-using ::feof;
-using ::ferror;
-using ::fflush;
-using ::FILE;
-using ::FILETIME;
-using ::FileTimeToLocalFileTime;
-using ::FileTimeToSystemTime;
-using ::FindClose;
-using ::fopen;
-using ::FormatMessageA;
-using ::fread;
-using ::fseek;
-using ::ftell;
-using ::fwrite;
-using ::GetCurrentThreadId;
-using ::GetFileVersionInfoA;
-using ::GetFileVersionInfoSizeA;
-using ::GetLastError;
-using ::GetModuleFileNameA;
-using ::GetServiceDisplayNameA;
-using ::GetServiceKeyNameA;
-using ::GetSystemTime;
-using ::GetThreadPriority;
-using ::GetThreadTimes;
-using ::HANDLE;
-using ::HMODULE;
-using ::InitializeCriticalSection;
-using ::LARGE_INTEGER;
-using ::LeaveCriticalSection;
-using ::LocalFree;
-using ::LogonUserA;
-using ::MEMORY_BASIC_INFORMATION;
-using ::MultiByteToWideChar;
-using ::NET_API_STATUS;
-using ::NetApiBufferFree;
-using ::NetUserGetGroups;
-using ::NetUserGetLocalGroups;
-using ::OpenEventA;
-using ::OpenSCManagerA;
-using ::OpenServiceA;
-using ::PulseEvent;
-using ::QueryPerformanceCounter;
-using ::QueryServiceStatus;
-using ::RegisterServiceCtrlHandlerA;
-using ::remove;
-using ::rename;
-using ::ResetEvent;
-using ::SC_HANDLE;
-using ::SERVICE_STATUS_HANDLE;
-using ::SERVICE_TABLE_ENTRYA;
-using ::SetEvent;
-using ::SetLastError;
-using ::SetServiceStatus;
-using ::SetThreadPriority;
-using ::Sleep;
-using ::StartServiceA;
-using ::StartServiceCtrlDispatcherA;
-using ::SYSTEMTIME;
-using ::SystemTimeToFileTime;
-using ::TerminateThread;
-using ::timeGetTime;
-using ::UINT;
-using ::VerQueryValueA;
-using ::VirtualQuery;
-using ::VS_FIXEDFILEINFO;
-using ::WaitForSingleObject;
-using ::WCHAR;
-using ::WideCharToMultiByte;
-using ::WIN32_FIND_DATAA;
+// Types.
+using ::BOOL, ::BYTE, ::CRITICAL_SECTION, ::DWORD, ::FILE, ::FILETIME, ::HANDLE, ::HMODULE,
+    ::LARGE_INTEGER, ::MEMORY_BASIC_INFORMATION, ::NET_API_STATUS, ::SC_HANDLE,
+    ::SERVICE_STATUS_HANDLE, ::SERVICE_TABLE_ENTRYA, ::SYSTEMTIME, ::UINT, ::VS_FIXEDFILEINFO,
+    ::WCHAR, ::WIN32_FIND_DATAA, ::_timeb;
+
+// Operations of the C runtime.
+using ::_access, ::_chmod, ::_ftime, ::_fullpath, ::_mkdir, ::_rmdir, ::_stat, ::fclose, ::feof,
+    ::ferror, ::fflush, ::fopen, ::fread, ::fseek, ::ftell, ::fwrite, ::remove, ::rename;
+
+// Operations of the system.
+using ::ChangeServiceConfigA, ::CloseHandle, ::CloseServiceHandle, ::ControlService, ::CopyFileA,
+    ::CreateEventA, ::CreateServiceA, ::CreateThread, ::DeleteCriticalSection, ::DeleteService,
+    ::EnterCriticalSection, ::FileTimeToLocalFileTime, ::FileTimeToSystemTime, ::FindClose,
+    ::FormatMessageA, ::GetCurrentThreadId, ::GetFileVersionInfoA, ::GetFileVersionInfoSizeA,
+    ::GetLastError, ::GetModuleFileNameA, ::GetServiceDisplayNameA, ::GetServiceKeyNameA,
+    ::GetSystemTime, ::GetThreadPriority, ::GetThreadTimes, ::InitializeCriticalSection,
+    ::LeaveCriticalSection, ::LocalFree, ::LogonUserA, ::MultiByteToWideChar, ::NetApiBufferFree,
+    ::NetUserGetGroups, ::NetUserGetLocalGroups, ::OpenEventA, ::OpenSCManagerA, ::OpenServiceA,
+    ::PulseEvent, ::QueryPerformanceCounter, ::QueryServiceStatus, ::RegisterServiceCtrlHandlerA,
+    ::ResetEvent, ::SetEvent, ::SetLastError, ::SetServiceStatus, ::SetThreadPriority, ::Sleep,
+    ::StartServiceA, ::StartServiceCtrlDispatcherA, ::SystemTimeToFileTime, ::TerminateThread,
+    ::timeGetTime, ::VerQueryValueA, ::VirtualQuery, ::WaitForSingleObject, ::WideCharToMultiByte;
 
 using StatRecord = struct ::_stat;
 
