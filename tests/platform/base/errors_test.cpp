@@ -29,7 +29,7 @@ TEST(LastError, MapsErrno) {
         {ENOSPC, 112}, {EEXIST, 183}, {ENAMETOOLONG, 206}, {ENOTEMPTY, 145}, {EDOM, 31}};
     for (const auto& [number, error] : cases) {
         errno = number;
-        platform::setLastErrorFromErrno();
+        platform::failWithErrno();
         EXPECT_EQ(platform::GetLastError(), error) << number;
     }
 }

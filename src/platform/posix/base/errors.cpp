@@ -203,27 +203,17 @@ DWORD errorFromErrno(int number) noexcept {
     return found != std::end(errnoMappings) ? found->error : ERROR_GEN_FAILURE;
 }
 
-void setLastErrorFromErrno() noexcept {
-    SetLastError(errorFromErrno(errno));
-}
-
 DWORD FormatMessageA(DWORD flags, const void* /*source*/, DWORD error, DWORD /*language*/,
                      char* buffer, DWORD /*size*/, void* /*arguments*/) {
-    if (flags != supportedFlags) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
+    if (flags != supportedFlags)
+        return failWith(ERROR_INVALID_PARAMETER);
     const char* text = systemText(error);
-    if (text == nullptr) {
-        SetLastError(ERROR_MR_MID_NOT_FOUND);
-        return 0;
-    }
+    if (text == nullptr)
+        return failWith(ERROR_MR_MID_NOT_FOUND);
     const std::size_t length = std::strlen(text);
     auto* block = static_cast<char*>(std::malloc(length + 1));
-    if (block == nullptr) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
-    }
+    if (block == nullptr)
+        return failWith(ERROR_NOT_ENOUGH_MEMORY);
     std::memcpy(block, text, length + 1);
     *reinterpret_cast<char**>(buffer) = block;
     return static_cast<DWORD>(length);

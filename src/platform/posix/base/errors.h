@@ -1,6 +1,8 @@
 // The calling thread's last error, and the system's texts for error numbers.
 #pragma once
 
+#include <cerrno>
+
 #include "platform/posix/base/error_codes.h"
 #include "platform/posix/base/types.h"
 
@@ -22,8 +24,24 @@ void SetLastError(DWORD error) noexcept;
 /// The platform's number for a value of errno.
 DWORD errorFromErrno(int number) noexcept;
 
-/// Makes the present errno the calling thread's last error, and leaves errno as it is.
-void setLastErrorFromErrno() noexcept;
+/// What an operation gives when it fails: 0, false or null.
+struct NoResult {
+    template <typename Result>
+    constexpr operator Result() const noexcept {
+        return Result{};
+    }
+};
+
+/// Sets the last error on the way out of an operation.
+inline NoResult failWith(DWORD error) noexcept {
+    SetLastError(error);
+    return {};
+}
+
+/// The same by the present errno, which stays as it is.
+inline NoResult failWithErrno() noexcept {
+    return failWith(errorFromErrno(errno));
+}
 
 /// Gives the system's English text for an error number in a block that LocalFree releases.
 ///

@@ -12,10 +12,8 @@ DWORD HandleObject::wait(DWORD /*milliseconds*/) {
 }
 
 BOOL CloseHandle(HANDLE handle) {
-    if (handle == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
+    if (handle == nullptr)
+        return failWith(ERROR_INVALID_HANDLE);
     delete static_cast<HandleObject*>(handle);
     return TRUE;
 }

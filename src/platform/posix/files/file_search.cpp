@@ -153,10 +153,8 @@ const dirent64* FileSearch::nextListed() {
 }
 
 bool FileSearch::refill() {
-    if (isAtEnd) {
-        SetLastError(ERROR_NO_MORE_FILES);
-        return false;
-    }
+    if (isAtEnd)
+        return failWith(ERROR_NO_MORE_FILES);
     if (block == nullptr)
         block.reset(new char[blockCapacity]);
     const ssize_t size =
@@ -164,13 +162,10 @@ bool FileSearch::refill() {
     // A directory that has been removed has no entries any more.
     if (size == 0 || (size < 0 && errno == ENOENT)) {
         isAtEnd = true;
-        SetLastError(ERROR_NO_MORE_FILES);
-        return false;
+        return failWith(ERROR_NO_MORE_FILES);
     }
-    if (size < 0) {
-        setLastErrorFromErrno();
-        return false;
-    }
+    if (size < 0)
+        return failWithErrno();
     blockSize = static_cast<std::size_t>(size);
     position = 0;
     return true;

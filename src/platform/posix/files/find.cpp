@@ -101,10 +101,8 @@ HANDLE findFirstFile(const char* text, WIN32_FIND_DATAA* data) {
 
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA* data) {
     FileSearch* const found = searchOf(search);
-    if (found == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
+    if (found == nullptr)
+        return failWith(ERROR_INVALID_HANDLE);
     return found->next(*data) ? TRUE : FALSE;
 }
 

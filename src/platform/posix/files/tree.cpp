@@ -141,8 +141,7 @@ BOOL copyFound(HANDLE search, const char* /*fullName*/, HANDLE target, const cha
     const TargetDirectory& into = targetOf(target);
     if (!into.directory) {
         errno = into.error;
-        setLastErrorFromErrno();
-        return FALSE;
+        return failWithErrno();
     }
     return copyEntry(entry, {into.directory.get(), entry.name}, failIfExists != FALSE);
 }

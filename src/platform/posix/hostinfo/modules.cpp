@@ -252,10 +252,8 @@ std::string fullName(const char* loaderName) {
 std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information,
                          std::size_t size) {
     const auto asked = reinterpret_cast<std::uintptr_t>(address);
-    if (asked >= endOfAddresses || size < sizeof *information) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
+    if (asked >= endOfAddresses || size < sizeof *information)
+        return failWith(ERROR_INVALID_PARAMETER);
     const std::uintptr_t page = pageOf(asked);
     Modules spare;
     const auto& segments = presentModules(spare).all();
@@ -273,10 +271,8 @@ DWORD GetModuleFileNameA(HMODULE module, char* name, DWORD size) {
     Modules spare;
     const Modules& modules = presentModules(spare);
     const Segment* segment = modules.at(reinterpret_cast<std::uintptr_t>(module));
-    if (module != nullptr && (segment == nullptr || segment->name == noName)) {
-        SetLastError(ERROR_MOD_NOT_FOUND);
-        return 0;
-    }
+    if (module != nullptr && (segment == nullptr || segment->name == noName))
+        return failWith(ERROR_MOD_NOT_FOUND);
     const std::string full = fullName(module == nullptr ? "" : modules.nameOf(*segment));
     if (full.size() < size) {
         std::memcpy(name, full.c_str(), full.size() + 1);

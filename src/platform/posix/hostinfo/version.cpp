@@ -175,11 +175,6 @@ bool isFixedPart(const Resource& resource, const Entry& root) {
     return signature == fixedSignature;
 }
 
-BOOL refuse(DWORD error) {
-    SetLastError(error);
-    return FALSE;
-}
-
 }  // namespace
 
 DWORD GetFileVersionInfoSizeA(const char* name, DWORD* handle) {
@@ -199,7 +194,7 @@ BOOL GetFileVersionInfoA(const char* name, DWORD /*handle*/, DWORD size, void* b
         return FALSE;
     const auto resourceSize = static_cast<DWORD>(resource.size);
     if (size < blockSize(resourceSize))
-        return refuse(ERROR_INSUFFICIENT_BUFFER);
+        return failWith(ERROR_INSUFFICIENT_BUFFER);
     const BlockHeader header{blockSignature, resourceSize};
     auto* bytes = static_cast<unsigned char*>(block);
     if (!image.read(resource.offset, bytes + sizeof header, resourceSize))
@@ -210,7 +205,7 @@ BOOL GetFileVersionInfoA(const char* name, DWORD /*handle*/, DWORD size, void* b
 
 BOOL VerQueryValueA(const void* block, const char* subBlock, void** value, UINT* length) {
     if (static_cast<const BlockHeader*>(block)->signature != blockSignature)
-        return refuse(ERROR_INVALID_DATA);
+        return failWith(ERROR_INVALID_DATA);
     const Resource resource(block);
     // The block is the caller's to write; only the interface calls it constant.
     auto* bytes = const_cast<unsigned char*>(resource.at(0));
@@ -218,11 +213,11 @@ BOOL VerQueryValueA(const void* block, const char* subBlock, void** value, UINT*
     std::string_view rest(subBlock);
     std::string_view name = takeName(rest);
     if (name.empty() && !isFixedPart(resource, entry))
-        return refuse(ERROR_RESOURCE_TYPE_NOT_FOUND);
+        return failWith(ERROR_RESOURCE_TYPE_NOT_FOUND);
     for (bool mayBeText = false; !name.empty(); name = takeName(rest)) {
         const Entry parent = entry;
         if (!resource.findChild(parent, name, mayBeText, entry))
-            return refuse(ERROR_RESOURCE_TYPE_NOT_FOUND);
+            return failWith(ERROR_RESOURCE_TYPE_NOT_FOUND);
         mayBeText = mayBeText || !resource.hasKey(entry, variables);
     }
     if (entry.isText) {

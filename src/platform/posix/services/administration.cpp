@@ -103,18 +103,15 @@ BOOL signalService(const Observation& service, int signal) {
     // is what is signalled.
     const Descriptor handle = watchProcess(service);
     const ProcessIdentity& process = service.process;
-    if (!service.isProcessKnown || process.startTime == 0 || identityOf(process.id) != process) {
-        SetLastError(ERROR_SERVICE_NOT_ACTIVE);
-        return FALSE;
-    }
+    if (!service.isProcessKnown || process.startTime == 0 || identityOf(process.id) != process)
+        return failWith(ERROR_SERVICE_NOT_ACTIVE);
 #ifdef SYS_pidfd_send_signal
     if (handle && syscall(SYS_pidfd_send_signal, handle.get(), signal, nullptr, 0) == 0)
         return TRUE;
 #endif
     if (kill(process.id, signal) == 0)
         return TRUE;
-    setLastErrorFromErrno();
-    return FALSE;
+    return failWithErrno();
 }
 
 BOOL startInForeground(const std::string& name, const std::vector<std::string>& arguments) {

@@ -151,10 +151,8 @@ SC_HANDLE OpenSCManagerA(const char* machineName, const char* databaseName, DWOR
 BOOL CloseServiceHandle(SC_HANDLE handle) {
     auto* object = static_cast<HandleObject*>(handle);
     if (dynamic_cast<services::ManagerHandle*>(object) == nullptr &&
-        dynamic_cast<services::ServiceHandle*>(object) == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
+        dynamic_cast<services::ServiceHandle*>(object) == nullptr)
+        return failWith(ERROR_INVALID_HANDLE);
     return CloseHandle(handle);
 }
 

@@ -66,11 +66,6 @@ bool areValid(UINT codePage, const void* source, int length, const void* target,
            capacity >= 0 && (capacity == 0 || target != nullptr);
 }
 
-int refuse(DWORD error) noexcept {
-    SetLastError(error);
-    return 0;
-}
-
 }  // namespace
 
 std::size_t encodeUtf8(char32_t character, char* out) noexcept {
@@ -88,7 +83,7 @@ std::size_t encodeUtf8(char32_t character, char* out) noexcept {
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* wide,
                         int capacity) noexcept {
     if (!areValid(codePage, text, length, wide, capacity) || (flags & ~MB_PRECOMPOSED) != 0)
-        return refuse(ERROR_INVALID_PARAMETER);
+        return failWith(ERROR_INVALID_PARAMETER);
     std::string_view rest(
         text, length == -1 ? std::string_view(text).size() + 1 : static_cast<std::size_t>(length));
     int count = 0;
@@ -97,7 +92,7 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length
         const int units = character > 0xFFFF ? 2 : 1;
         if (capacity != 0) {
             if (capacity - count < units)
-                return refuse(ERROR_INSUFFICIENT_BUFFER);
+                return failWith(ERROR_INSUFFICIENT_BUFFER);
             const char32_t offset = character - 0x10000;
             wide[count] = static_cast<WCHAR>(units == 2 ? 0xD800 + (offset >> 10) : character);
             if (units == 2)
@@ -112,7 +107,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* wide, int lengt
                         int capacity, const char* defaultCharacter, BOOL* usedDefault) noexcept {
     if (!areValid(codePage, wide, length, text, capacity) || flags != 0 ||
         defaultCharacter != nullptr || usedDefault != nullptr)
-        return refuse(ERROR_INVALID_PARAMETER);
+        return failWith(ERROR_INVALID_PARAMETER);
     const std::size_t units = length == -1 ? std::basic_string_view<WCHAR>(wide).size() + 1
                                            : static_cast<std::size_t>(length);
     int count = 0;
@@ -124,7 +119,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* wide, int lengt
             isStrayByte(character) ? 1 : static_cast<int>(encodeUtf8(character, bytes));
         if (capacity != 0) {
             if (capacity - count < size)
-                return refuse(ERROR_INSUFFICIENT_BUFFER);
+                return failWith(ERROR_INSUFFICIENT_BUFFER);
             std::string_view(bytes, static_cast<std::size_t>(size))
                 .copy(text + count, static_cast<std::size_t>(size));
         }

@@ -148,14 +148,11 @@ ThreadRecord* ThreadRecord::start(std::size_t stackSize, LPTHREAD_START_ROUTINE 
     auto* const record = endKey.error == 0 ? new (std::nothrow)
                                                  ThreadRecord(endKey.key, routine, argument)
                                            : nullptr;
-    if (record == nullptr) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
+    if (record == nullptr)
+        return failWith(ERROR_NOT_ENOUGH_MEMORY);
     if (const int error = record->make(stackSize); error != 0) {
         delete record;
-        SetLastError(errorFromErrno(error));
-        return nullptr;
+        return failWith(errorFromErrno(error));
     }
     return record;
 }

@@ -49,10 +49,8 @@ public:
 // Null with the last error set for anything but the handle of a thread.
 ThreadRecord* recordOf(HANDLE handle) {
     auto* const thread = dynamic_cast<ThreadHandle*>(static_cast<HandleObject*>(handle));
-    if (thread == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
+    if (thread == nullptr)
+        return failWith(ERROR_INVALID_HANDLE);
     return thread->record;
 }
 
@@ -126,10 +124,8 @@ HANDLE CreateThread(const void* /*securityAttributes*/, std::size_t stackSize,
     // The C library holds a lock of the whole process while it makes a thread.
     const TerminationShield shield;
     auto handle = std::unique_ptr<ThreadHandle>(new (std::nothrow) ThreadHandle);
-    if (handle == nullptr) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
+    if (handle == nullptr)
+        return failWith(ERROR_NOT_ENOUGH_MEMORY);
     handle->record = ThreadRecord::start(stackSize, routine, argument);
     if (handle->record == nullptr)
         return nullptr;
@@ -160,18 +156,14 @@ BOOL SetThreadPriority(HANDLE thread, int priority) {
     const auto* const step =
         std::find_if(std::begin(prioritySteps), std::end(prioritySteps),
                      [&](const PriorityStep& s) { return s.priority == priority; });
-    if (step == std::end(prioritySteps)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
+    if (step == std::end(prioritySteps))
+        return failWith(ERROR_INVALID_PARAMETER);
     bool isSet = true;
     record->withHostId([&](pid_t number) {
         isSet = setNice(number, normalNiceOf(*record, number) + step->niceOffset);
     });
-    if (!isSet) {
-        setLastErrorFromErrno();
-        return FALSE;
-    }
+    if (!isSet)
+        return failWithErrno();
     record->priority = priority;
     return TRUE;
 }
@@ -183,10 +175,8 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
         return FALSE;
     ProcessorTimes times;
     const bool running = !record->hasEnded() && runningProcessorTimes(*record, times);
-    if (!running && !record->hasEnded()) {
-        setLastErrorFromErrno();
-        return FALSE;
-    }
+    if (!running && !record->hasEnded())
+        return failWithErrno();
     if (!running)
         times = record->finalTimes;
     *creation = asFileTime(record->creationTime);

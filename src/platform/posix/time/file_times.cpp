@@ -30,11 +30,6 @@ FILETIME fileTimeOf(std::uint64_t ticks) {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
-BOOL refuse() {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return FALSE;
-}
-
 // Seconds east of UTC at an instant. Where the host's time_t ends early, its last instant decides.
 std::int64_t zoneOffsetAt(std::int64_t seconds) {
     const auto instant = static_cast<time_t>(std::clamp<std::int64_t>(
@@ -61,13 +56,13 @@ FILETIME fileTimeFromHost(std::int64_t seconds, std::uint32_t nanoseconds) noexc
 BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localFileTime) {
     const std::uint64_t ticks = fileTimeTicks(*fileTime);
     if (ticks >= ticksLimit)
-        return refuse();
+        return failWith(ERROR_INVALID_PARAMETER);
     const auto seconds = static_cast<std::int64_t>(ticks) / ticksPerSecond - secondsTo1970;
     const std::int64_t offset = zoneOffsetAt(seconds) * ticksPerSecond;
     // Unsigned, so that the ends of the range wrap instead of overflowing; both are refused.
     const std::uint64_t local = ticks + static_cast<std::uint64_t>(offset);
     if (local >= ticksLimit)
-        return refuse();
+        return failWith(ERROR_INVALID_PARAMETER);
     *localFileTime = fileTimeOf(local);
     return TRUE;
 }
@@ -75,7 +70,7 @@ BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localFileTime) 
 BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime) {
     const std::uint64_t ticks = fileTimeTicks(*fileTime);
     if (ticks >= ticksLimit)
-        return refuse();
+        return failWith(ERROR_INVALID_PARAMETER);
     const Ticks sinceFirst{static_cast<std::int64_t>(ticks)};
     const auto days = std::chrono::floor<std::chrono::days>(sinceFirst);
     const sys_days day = firstDay + days;
@@ -100,7 +95,7 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     if (systemTime->wYear < 1601 || systemTime->wYear > lastYear || !date.ok() ||
         systemTime->wHour > 23 || systemTime->wMinute > 59 || systemTime->wSecond > 59 ||
         systemTime->wMilliseconds > 999)
-        return refuse();
+        return failWith(ERROR_INVALID_PARAMETER);
     const Ticks ticks = sys_days{date} - firstDay + std::chrono::hours{systemTime->wHour} +
                         std::chrono::minutes{systemTime->wMinute} +
                         std::chrono::seconds{systemTime->wSecond} +
