@@ -53,71 +53,40 @@ std::uint32_t doubleWord(const unsigned char* bytes) {
     return word(bytes) | static_cast<std::uint32_t>(word(bytes + 2)) << 16;
 }
 
-bool refuse(DWORD error) {
-    SetLastError(error);
-    return false;
-}
-
 }  // namespace
 
 bool ImageFile::open(const char* name) {
     const HostPath path(name);
     struct stat status {};
     // Opening is an act of its own for a device, and wakes the writer of a pipe: so first a look.
-    if (::stat(path.c_str(), &status) != 0) {
-        setLastErrorFromErrno();
-        return false;
-    }
+    if (::stat(path.c_str(), &status) != 0)
+        return failWithErrno();
     if (!S_ISREG(status.st_mode))
-        return refuse(S_ISDIR(status.st_mode) ? ERROR_ACCESS_DENIED : ERROR_BAD_EXE_FORMAT);
+        return failWith(S_ISDIR(status.st_mode) ? ERROR_ACCESS_DENIED : ERROR_BAD_EXE_FORMAT);
     descriptor = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (!descriptor || ::fstat(descriptor.get(), &status) != 0) {
-        setLastErrorFromErrno();
-        return false;
-    }
+    if (!descriptor || ::fstat(descriptor.get(), &status) != 0)
+        return failWithErrno();
     if (!S_ISREG(status.st_mode))
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     fileSize = static_cast<std::uint64_t>(status.st_size);
-    return true;
-}
-
-bool ImageFile::loadPage(std::uint64_t start) {
-    pageStart = start;
-    pageFilled = 0;
-    while (pageFilled < pageSize) {
-        const ssize_t count = retried([&] {
-            return ::pread(descriptor.get(), page.data() + pageFilled, pageSize - pageFilled,
-                           static_cast<off_t>(start + pageFilled));
-        });
-        if (count == -1) {
-            setLastErrorFromErrno();
-            return false;
-        }
-        if (count == 0)
-            break;
-        pageFilled += static_cast<std::size_t>(count);
-    }
     return true;
 }
 
 bool ImageFile::read(std::uint64_t offset, void* target, std::size_t size) {
     if (offset > fileSize || size > fileSize - offset)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     auto* out = static_cast<unsigned char*>(target);
     while (size > 0) {
-        if (offset < pageStart || offset - pageStart >= pageFilled) {
-            if (!loadPage(offset - offset % pageSize))
-                return false;
-            // The file may have been cut short since it was opened.
-            if (offset - pageStart >= pageFilled)
-                return refuse(ERROR_BAD_EXE_FORMAT);
-        }
-        const auto within = static_cast<std::size_t>(offset - pageStart);
-        const std::size_t count = std::min(size, pageFilled - within);
-        std::memcpy(out, page.data() + within, count);
+        const ssize_t count = retried(
+            [&] { return ::pread(descriptor.get(), out, size, static_cast<off_t>(offset)); });
+        if (count == -1)
+            return failWithErrno();
+        // The file may have been cut short since it was opened.
+        if (count == 0)
+            return failWith(ERROR_BAD_EXE_FORMAT);
         out += count;
-        offset += count;
-        size -= count;
+        offset += static_cast<std::uint64_t>(count);
+        size -= static_cast<std::size_t>(count);
     }
     return true;
 }
@@ -129,11 +98,11 @@ bool ImageFile::readHeaders() {
     const std::uint64_t imageHeader = doubleWord(dosHeader + 0x3C);
     unsigned char header[imageHeaderSize];
     if (word(dosHeader) != dosSignature)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     if (!read(imageHeader, header, sizeof header))
         return false;
     if (doubleWord(header) != imageSignature)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     sectionCount = word(header + 6);
     const std::size_t optionalSize = word(header + 20);
     sectionTable = imageHeader + imageHeaderSize + optionalSize;
@@ -143,13 +112,13 @@ bool ImageFile::readHeaders() {
         return false;
     const std::uint16_t magic = word(optional);
     if (magic != magic32 && magic != magic64)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     const std::size_t directories = magic == magic64 ? directories64 : directories32;
     const std::size_t entry = directories + resourceDirectoryIndex * dataDirectorySize;
     const bool isListed = doubleWord(optional + directories - 4) > resourceDirectoryIndex &&
                           entry + dataDirectorySize <= optionalSize;
     resourceAddress = isListed ? doubleWord(optional + entry) : 0;
-    return resourceAddress != 0 || refuse(ERROR_RESOURCE_DATA_NOT_FOUND);
+    return resourceAddress != 0 || failWith(ERROR_RESOURCE_DATA_NOT_FOUND);
 }
 
 // Finds an address of the loaded image in the file, up to the end of what its section has there. In
@@ -171,12 +140,12 @@ bool ImageFile::locate(std::uint32_t address, FileExtent& extent) {
         extent = {offset + within, present - within};
         return true;
     }
-    return refuse(ERROR_BAD_EXE_FORMAT);
+    return failWith(ERROR_BAD_EXE_FORMAT);
 }
 
 bool ImageFile::readResource(std::uint32_t offset, void* target, std::size_t size) {
     if (offset > resources.size || size > resources.size - offset)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     return read(resources.offset + offset, target, size);
 }
 
@@ -195,7 +164,7 @@ bool ImageFile::chooseEntry(std::uint32_t directory, std::initializer_list<std::
         unsigned char entry[entrySize];
         const std::uint64_t offset = std::uint64_t{directory} + directorySize + index * entrySize;
         if (offset > resources.size)
-            return refuse(ERROR_BAD_EXE_FORMAT);
+            return failWith(ERROR_BAD_EXE_FORMAT);
         if (!readResource(static_cast<std::uint32_t>(offset), entry, sizeof entry))
             return false;
         const auto* place = std::find(preferred.begin(), preferred.end(), doubleWord(entry));
@@ -212,13 +181,13 @@ bool ImageFile::chooseEntry(std::uint32_t directory, std::initializer_list<std::
 
 bool ImageFile::findData(ResourceEntry& entry) {
     if (!chooseEntry(0, {versionType}, false, entry) || !entry.isDirectory)
-        return refuse(ERROR_RESOURCE_TYPE_NOT_FOUND);
+        return failWith(ERROR_RESOURCE_TYPE_NOT_FOUND);
     // Most compilers of resources give the number, some scripts leave it a name.
     if (!chooseEntry(entry.offset, {versionName}, true, entry) || !entry.isDirectory)
-        return refuse(ERROR_RESOURCE_NAME_NOT_FOUND);
+        return failWith(ERROR_RESOURCE_NAME_NOT_FOUND);
     if (!chooseEntry(entry.offset, {languageNeutral, languageEnglishUnitedStates}, true, entry) ||
         entry.isDirectory)
-        return refuse(ERROR_RESOURCE_LANG_NOT_FOUND);
+        return failWith(ERROR_RESOURCE_LANG_NOT_FOUND);
     return true;
 }
 
@@ -240,13 +209,13 @@ bool ImageFile::findVersionResource(FileExtent& resource) {
     }
     unsigned char length[2];
     if (size > resource.size)
-        return refuse(ERROR_BAD_EXE_FORMAT);
+        return failWith(ERROR_BAD_EXE_FORMAT);
     if (size < leastVersionResource)
-        return refuse(ERROR_RESOURCE_DATA_NOT_FOUND);
+        return failWith(ERROR_RESOURCE_DATA_NOT_FOUND);
     if (!read(resource.offset, length, sizeof length))
         return false;
     resource.size = std::min<std::uint32_t>(size, word(length));
-    return resource.size >= leastVersionResource || refuse(ERROR_RESOURCE_DATA_NOT_FOUND);
+    return resource.size >= leastVersionResource || failWith(ERROR_RESOURCE_DATA_NOT_FOUND);
 }
 
 }  // namespace Sorvex::platform

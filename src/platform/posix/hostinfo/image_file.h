@@ -1,7 +1,6 @@
 // Finds the version resource in the file of a 32-bit or 64-bit Windows image.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -17,7 +16,7 @@ struct FileExtent {
     std::uint64_t size = 0;
 };
 
-/// A file read as an image, a page at a time and only the pages that are needed.
+/// A file read as an image, and no more of it than is needed.
 ///
 /// Nothing in the file is trusted: every position is compared with the end of the file before it is
 /// used, and what is looked at is bounded by the number of sections and of entries of three
@@ -35,14 +34,11 @@ public:
     bool read(std::uint64_t offset, void* target, std::size_t size);
 
 private:
-    static constexpr std::size_t pageSize = 4096;
-
     struct ResourceEntry {
         bool isDirectory = false;
         std::uint32_t offset = 0;
     };
 
-    bool loadPage(std::uint64_t start);
     bool readHeaders();
     bool locate(std::uint32_t address, FileExtent& extent);
     bool readResource(std::uint32_t offset, void* target, std::size_t size);
@@ -57,10 +53,6 @@ private:
     std::uint32_t sectionCount = 0;
     std::uint32_t resourceAddress = 0;
     FileExtent resources;  // from the root directory to the end of its section
-
-    std::uint64_t pageStart = 0;
-    std::size_t pageFilled = 0;
-    std::array<unsigned char, pageSize> page;
 };
 
 }  // namespace Sorvex::platform
