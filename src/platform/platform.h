@@ -12,7 +12,6 @@
 #include "platform/posix/base/errors.h"
 #include "platform/posix/base/handles.h"
 #include "platform/posix/events/events.h"
-#include "platform/posix/events/wait.h"
 #include "platform/posix/files/copy.h"
 #include "platform/posix/files/files.h"
 #include "platform/posix/files/find.h"

@@ -24,7 +24,6 @@
 #include "platform/posix/base/sanitizers.h"
 #include "platform/posix/base/termination_shield.h"
 #include "platform/posix/events/events.h"
-#include "platform/posix/events/wait.h"
 #include "platform/posix/threads/sync.h"
 #include "support/child_process.h"
 #include "support/process_facts.h"

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 #include "platform/posix/base/errors.h"
@@ -27,15 +28,13 @@ void* orderKey(std::uint64_t identity) noexcept {
 // A handle on an event: one of its own, or the one of all who hold the name.
 class Event final : public HandleObject {
 public:
-    explicit Event(BOOL posted) noexcept
-        : HandleObject(Kind::event), state(&own), key(&own), sharing(Sharing::process) {
+    explicit Event(BOOL posted) noexcept : state(&own), key(&own), sharing(Sharing::process) {
         if (posted)
             own.post(sharing);
     }
 
     explicit Event(std::unique_ptr<NamedEvent> joined) noexcept
-        : HandleObject(Kind::event),
-          named(std::move(joined)),
+        : named(std::move(joined)),
           state(&named->state()),
           key(orderKey(named->identity())),
           sharing(Sharing::machine) {}
@@ -67,109 +66,78 @@ private:
     const Sharing sharing;
 };
 
-Event* eventOf(HANDLE handle) noexcept {
+// Nothing is derived from an event, so the type itself tells, faster than a cast asks for it.
+BOOL withEvent(HANDLE handle, void (Event::*operation)() noexcept) {
     auto* const object = static_cast<HandleObject*>(handle);
-    if (object == nullptr || object->objectKind != HandleObject::Kind::event) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return static_cast<Event*>(object);
+    if (object == nullptr || typeid(*object) != typeid(Event))
+        return failWith(ERROR_INVALID_HANDLE);
+    (static_cast<Event*>(object)->*operation)();
+    return TRUE;
 }
 
 template <typename... Arguments>
 HANDLE newEvent(Arguments&&... arguments) {
-    HandleObject* const object = new (std::nothrow) Event(std::forward<Arguments>(arguments)...);
-    if (object == nullptr)
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return object;
+    HandleObject* const event = new (std::nothrow) Event(std::forward<Arguments>(arguments)...);
+    return event == nullptr ? failWith(ERROR_NOT_ENOUGH_MEMORY) : HANDLE{event};
 }
 
 bool isTooLong(const char* name) noexcept {
     return strnlen(name, longestEventName + 1) > longestEventName;
 }
 
-HANDLE createUnnamed(BOOL posted) {
-    HANDLE event = newEvent(posted);
-    if (event != nullptr)
-        SetLastError(ERROR_SUCCESS);
-    return event;
-}
+}  // namespace
 
-HANDLE createNamed(BOOL posted, const char* name) {
-    NamedEvent::Arrival arrival{};
-    std::unique_ptr<NamedEvent> named =
-        NamedEvent::create(EventHome::ofUser(), name, posted != FALSE, arrival);
-    if (named == nullptr) {
-        setLastErrorFromErrno();
-        return nullptr;
+HANDLE CreateEventA(const void* /*attributes*/, BOOL manualReset, BOOL initialState,
+                    const char* name) {
+    if (manualReset == FALSE)
+        return failWith(ERROR_NOT_SUPPORTED);
+    auto arrival = NamedEvent::Arrival::created;
+    HANDLE event = nullptr;
+    if (name == nullptr || *name == '\0') {
+        event = newEvent(initialState);
+    } else if (isTooLong(name)) {
+        return failWith(ERROR_FILENAME_EXCED_RANGE);
+    } else {
+        auto named = NamedEvent::create(EventHome::ofUser(), name, initialState != FALSE, arrival);
+        if (named == nullptr)
+            return failWithErrno();
+        event = newEvent(std::move(named));
     }
-    HANDLE event = newEvent(std::move(named));
     if (event != nullptr)
         SetLastError(arrival == NamedEvent::Arrival::created ? ERROR_SUCCESS
                                                              : ERROR_ALREADY_EXISTS);
     return event;
 }
 
-}  // namespace
-
-HANDLE CreateEventA(const void* /*attributes*/, BOOL manualReset, BOOL initialState,
-                    const char* name) {
-    if (manualReset == FALSE) {
-        SetLastError(ERROR_NOT_SUPPORTED);
-        return nullptr;
-    }
-    if (name == nullptr || *name == '\0')
-        return createUnnamed(initialState);
-    if (isTooLong(name)) {
-        SetLastError(ERROR_FILENAME_EXCED_RANGE);
-        return nullptr;
-    }
-    return createNamed(initialState, name);
-}
-
 HANDLE OpenEventA(DWORD /*access*/, BOOL /*inherit*/, const char* name) {
-    if (name == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (*name == '\0' || isTooLong(name)) {
-        SetLastError(*name == '\0' ? ERROR_FILE_NOT_FOUND : ERROR_FILENAME_EXCED_RANGE);
-        return nullptr;
-    }
-    std::unique_ptr<NamedEvent> named = NamedEvent::open(EventHome::ofUser(), name);
-    if (named == nullptr) {
-        setLastErrorFromErrno();
-        return nullptr;
-    }
-    return newEvent(std::move(named));
+    if (name == nullptr)
+        return failWith(ERROR_INVALID_PARAMETER);
+    if (*name == '\0')
+        return failWith(ERROR_FILE_NOT_FOUND);
+    if (isTooLong(name))
+        return failWith(ERROR_FILENAME_EXCED_RANGE);
+    auto named = NamedEvent::open(EventHome::ofUser(), name);
+    return named == nullptr ? failWithErrno() : newEvent(std::move(named));
 }
 
 BOOL SetEvent(HANDLE event) {
-    Event* const object = eventOf(event);
-    if (object == nullptr)
-        return FALSE;
-    object->post();
-    return TRUE;
+    return withEvent(event, &Event::post);
 }
 
 BOOL ResetEvent(HANDLE event) {
-    Event* const object = eventOf(event);
-    if (object == nullptr)
-        return FALSE;
-    object->reset();
-    return TRUE;
+    return withEvent(event, &Event::reset);
 }
 
 BOOL PulseEvent(HANDLE event) {
-    Event* const object = eventOf(event);
-    if (object == nullptr)
-        return FALSE;
-    object->pulse();
-    return TRUE;
+    return withEvent(event, &Event::pulse);
 }
 
-DWORD waitForEvent(HandleObject& event, DWORD milliseconds) {
-    return static_cast<Event&>(event).wait(milliseconds);
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+    if (handle == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return WAIT_FAILED;
+    }
+    return static_cast<HandleObject*>(handle)->wait(milliseconds);
 }
 
 }  // namespace Sorvex::platform

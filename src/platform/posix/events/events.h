@@ -1,7 +1,6 @@
 // Events: flags that threads and processes wait on.
 #pragma once
 
-#include "platform/posix/base/handles.h"
 #include "platform/posix/base/types.h"
 
 namespace Sorvex {
@@ -35,7 +34,10 @@ BOOL ResetEvent(HANDLE event);
 /// Lets through the threads that wait at this moment, and leaves the event not posted.
 BOOL PulseEvent(HANDLE event);
 
-/// What WaitForSingleObject does with an event.
-DWORD waitForEvent(HandleObject& event, DWORD milliseconds);
+/// Waits until an event, a thread or whatever can be waited for is signalled, at most the given
+/// milliseconds (INFINITE: without limit).
+///
+/// @return WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED with the last error set
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 }  // namespace Sorvex::platform
