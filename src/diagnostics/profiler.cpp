@@ -1,8 +1,4 @@
-#include <charconv>
 #include <cstdint>
-#include <iterator>
-#include <limits>
-#include <locale>
 #include <map>
 #include <memory>
 #include <new>
@@ -61,34 +57,16 @@ ProfileBatch* batchOf(const char* name, std::uint32_t batchSize) {
     return batch;
 }
 
-// The lines as a standard file stream would write them: the locale may group digits.
-std::string linesByLocale(const ProfileBatch& batch) {
-    std::ostringstream lines;
-    for (std::uint32_t index = 0; index < batch.count; ++index)
-        lines << static_cast<unsigned long>(batch.samples[index]) << '\n';
-    return std::move(lines).str();
-}
-
-std::string linesOf(const ProfileBatch& batch) {
-    if (std::locale() != std::locale::classic())
-        return linesByLocale(batch);
-    constexpr std::size_t longest = std::numeric_limits<std::uint32_t>::digits10 + 2;
-    std::string lines(batch.count * longest, '\0');
-    char* end = lines.data();
-    for (std::uint32_t index = 0; index < batch.count; ++index) {
-        end = std::to_chars(end, lines.data() + lines.size(), batch.samples[index]).ptr;
-        *end++ = '\n';
-    }
-    lines.resize(static_cast<std::size_t>(end - lines.data()));
-    return lines;
-}
-
-// All lines go out in one piece, so that those of two processes can't mix within a line.
+// The lines are those of a standard file stream, for which the locale may group digits. They go out
+// in one piece, so that those of two processes can't mix within a line.
 void appendToFile(const ProfileBatch& batch) {
     platform::FILE* const file = platform::fopen(batch.fileName, "a");
     if (file == nullptr)
         return;
-    const std::string lines = linesOf(batch);
+    std::ostringstream stream;
+    for (std::uint32_t index = 0; index < batch.count; ++index)
+        stream << static_cast<unsigned long>(batch.samples[index]) << '\n';
+    const std::string lines = stream.str();
     platform::fwrite(lines.data(), 1, lines.size(), file);
     platform::fclose(file);
 }
