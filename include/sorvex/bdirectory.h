@@ -16,8 +16,7 @@ namespace Sorvex {
 /// thread at a time.
 class SORVEX_API BDirectory : public BPath {
 public:
-    /// Stores the name and touches nothing on disk.
-    explicit BDirectory(const char* name);
+    explicit BDirectory(const char* name);  ///< Stores the name and touches nothing on disk.
     ~BDirectory() override;
 
     BDirectory(const BDirectory&) = default;             ///< A copy has the name.

@@ -32,12 +32,9 @@ public:
         accessReadWrite = 3  ///< may it be read and written
     };
 
-    /// A closed file; the disk is not touched.
-    explicit BFile(const char* name);
+    explicit BFile(const char* name);         ///< A closed file; the disk is not touched.
     explicit BFile(const std::string& name);  ///< A closed file, named by a standard string.
-
-    /// Closes the file, as close().
-    ~BFile() override;
+    ~BFile() override;                        ///< Closes the file, as close().
 
     BFile(const BFile&) = delete;
     BFile& operator=(const BFile&) = delete;

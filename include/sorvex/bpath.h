@@ -71,15 +71,12 @@ public:
     static const Attr allFiles;         ///< 0xFFFF: all sixteen bits
     static const Attr allAttr;          ///< 0xFFFF: all sixteen bits
     static const Attr noAttr;           ///< 0: no bit
-
-    /// Holds a name as it is given; the disk is not touched.
-    BPath(const char* name);
-    BPath(const std::string& name);  ///< Holds a name given as a standard string.
+    BPath(const char* name);            ///< Holds a name as it is given; the disk is not touched.
+    BPath(const std::string& name);     ///< Holds a name given as a standard string.
 
     virtual ~BPath();
 
-    /// A copy has the name and none of what was learned of it.
-    BPath(const BPath& other);
+    BPath(const BPath& other);  ///< A copy has the name and none of what was learned of it.
     BPath& operator=(const BPath& other);  ///< Takes over the name; what was learned is dropped.
 
     /// The held name; valid until the object changes its name or ends.

@@ -139,17 +139,13 @@ public:
     ///     then as it was
     unsigned long write(const void* buffer, unsigned long size) override;
 
-    /// Whether no byte is left to read.
-    bool isEmpty() const noexcept;
-
-    /// How many bytes are left to read.
-    unsigned long dataSize() const noexcept;
+    bool isEmpty() const noexcept;            ///< Whether no byte is left to read.
+    unsigned long dataSize() const noexcept;  ///< How many bytes are left to read.
 
     /// The first byte that is left to read. Valid until the next write that has to grow the stream.
     void* data() noexcept;
 
-    /// Drops all bytes, read or not, and keeps the capacity.
-    BStreamBuffer& erase() noexcept;
+    BStreamBuffer& erase() noexcept;  ///< Drops all bytes, read or not, and keeps the capacity.
 
 private:
     friend class StreamMemory;

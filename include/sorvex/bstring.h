@@ -28,8 +28,7 @@ namespace Sorvex {
 /// takes it for one thread alone.
 class SORVEX_API BString : public std::string {
 public:
-    /// An empty text.
-    BString() noexcept = default;
+    BString() noexcept = default;                                      ///< An empty text.
     explicit BString(const std::allocator<char>& allocator) noexcept;  ///< An empty text as well.
 
     /// A copy of the text view of the source: a NUL and what stands behind it stay out, also when
@@ -98,10 +97,8 @@ public:
     /// stands behind the number is left alone, and no digits at all give 0. A number beyond 32 bits
     /// gives the nearest limit, -2147483648 or 2147483647, and sets errno to ERANGE.
     int asInt() const;
-    long asLong() const;  ///< The same number as a long.
-
-    /// asDouble, narrowed.
-    float asFloat() const;
+    long asLong() const;    ///< The same number as a long.
+    float asFloat() const;  ///< asDouble, narrowed.
 
     /// The number at the start of the text view: decimal with or without exponent, hexadecimal,
     /// "inf" or "nan", with the decimal point of the locale in force. A number out of range gives
@@ -118,24 +115,21 @@ public:
     /// Changes every character of the whole view by toupper of the locale in force, in place.
     BString& upperCase();
 
-    /// A copy of the text view in upper case.
-    static BString upperCase(const std::string& text);
-    static BString upperCase(const char* text);  ///< A copy of a C text in upper case.
+    static BString upperCase(const std::string& text);  ///< A copy of the text view in upper case.
+    static BString upperCase(const char* text);         ///< A copy of a C text in upper case.
 
     /// Changes every character of the whole view by tolower of the locale in force, in place.
     BString& lowerCase();
 
-    /// A copy of the text view in lower case.
-    static BString lowerCase(const std::string& text);
-    static BString lowerCase(const char* text);  ///< A copy of a C text in lower case.
+    static BString lowerCase(const std::string& text);  ///< A copy of the text view in lower case.
+    static BString lowerCase(const char* text);         ///< A copy of a C text in lower case.
 
     /// Whether all characters are printable in the locale in force, as the blank is, and tab,
     /// newline and NUL are not. True of an empty text. The static forms don't see what stands
     /// behind a NUL.
     bool isPrintable() const;
-    /// Whether the text view is only printable characters.
-    static bool isPrintable(const std::string& text);
-    static bool isPrintable(const char* text);  ///< Whether a C text is only printable characters.
+    static bool isPrintable(const std::string& text);  ///< Whether the text view is all printable.
+    static bool isPrintable(const char* text);         ///< Whether a C text is all printable.
 
     /// Whether all characters are digits, 0 to 9 in every locale. True of an empty text. The static
     /// forms don't see what stands behind a NUL.
@@ -147,18 +141,14 @@ public:
     /// What follows a minus sign is read in the text view, and so are the texts of the static
     /// forms.
     bool isSigned() const;
-    /// Whether the text view is digits behind at most one minus sign.
-    static bool isSigned(const std::string& text);
-    /// Whether a C text is digits behind at most one minus sign.
-    static bool isSigned(const char* text);
+    static bool isSigned(const std::string& text);  ///< Whether the text view is such digits.
+    static bool isSigned(const char* text);         ///< Whether a C text is such digits.
 
     /// Whether the text view is digits with at most one full stop before, among or behind them,
     /// behind at most one minus sign. No digit is needed: true of "", "-", "." and "-.".
     bool isDouble() const;
-    /// Whether the text view is a number with at most one full stop.
-    static bool isDouble(const std::string& text);
-    /// Whether a C text is a number with at most one full stop.
-    static bool isDouble(const char* text);
+    static bool isDouble(const std::string& text);  ///< Whether the text view is such a number.
+    static bool isDouble(const char* text);         ///< Whether a C text is such a number.
 
     /// Removes the longest run of characters of a set from the start and from the end.
     ///
@@ -170,18 +160,15 @@ public:
     BString& strip(const std::string& set);  ///< Takes the characters of a set off both ends.
     BString& strip(const char* set);         ///< Takes the characters of a C text off both ends.
 
-    /// Takes blanks, tabs and line ends off the start alone.
-    BString& stripLeading();
+    BString& stripLeading();        ///< Takes blanks, tabs and line ends off the start alone.
     BString& stripLeading(char c);  ///< Takes one character off the start.
-    /// Takes the characters of a set off the start.
-    BString& stripLeading(const std::string& set);
-    BString& stripLeading(const char* set);  ///< Takes the characters of a C text off the start.
+    BString& stripLeading(const std::string& set);  ///< Takes a set's characters off the start.
+    BString& stripLeading(const char* set);         ///< Takes a C text's characters off the start.
 
-    /// Takes blanks, tabs and line ends off the end alone.
-    BString& stripTrailing();
-    BString& stripTrailing(char c);                  ///< Takes one character off the end.
-    BString& stripTrailing(const std::string& set);  ///< Takes the characters of a set off the end.
-    BString& stripTrailing(const char* set);  ///< Takes the characters of a C text off the end.
+    BString& stripTrailing();        ///< Takes blanks, tabs and line ends off the end alone.
+    BString& stripTrailing(char c);  ///< Takes one character off the end.
+    BString& stripTrailing(const std::string& set);  ///< Takes a set's characters off the end.
+    BString& stripTrailing(const char* set);         ///< Takes a C text's characters off the end.
 
     /// A copy of the text view without blanks, tabs and line ends at its start and its end.
     static BString stripBlanks(const std::string& text);

@@ -31,8 +31,7 @@ public:
 /// that others use, and destroying it, is for the application to keep apart.
 class SORVEX_API BThread {
 public:
-    /// Has no thread: waiting returns at once, and all times are 0.
-    BThread() noexcept;
+    BThread() noexcept;  ///< Has no thread: waiting returns at once, and all times are 0.
 
     /// Starts a thread, as start does. When this fails the function stays with the caller.
     BThread(BThreadFn* function, unsigned long stackSize);

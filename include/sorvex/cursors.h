@@ -35,8 +35,7 @@ public:
     /// Takes the directory as a standard string.
     BPathCursor(const std::string& directory, const char* pattern);
 
-    /// Ends the search.
-    virtual ~BPathCursor();
+    virtual ~BPathCursor();  ///< Ends the search.
 
     BPathCursor(const BPathCursor&) = delete;
     BPathCursor& operator=(const BPathCursor&) = delete;
@@ -65,8 +64,7 @@ public:
     BPathCursor& operator++();
     BPathCursor& operator++(int);  ///< Steps to the next entry, too.
 
-    /// The entry's name, without its directory.
-    std::string name() const;
+    std::string name() const;  ///< The entry's name, without its directory.
 
     /// The entry's absolute name.
     ///
@@ -85,8 +83,7 @@ public:
     /// Whether the entry has at least one of these attributes.
     bool hasAttribute(unsigned long attribute) const;
 
-    /// Whether the entry has the attribute 0x10.
-    bool isDirectory() const noexcept;
+    bool isDirectory() const noexcept;  ///< Whether the entry has the attribute 0x10.
 
     /// The low 32 bits of the size in bytes; 0 for what is not a file.
     unsigned long size() const;

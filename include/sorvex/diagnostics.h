@@ -22,8 +22,7 @@ public:
     /// Prints the start line, with the number unless it is 0. A null name is an empty one.
     explicit BTrace(const char* name = nullptr, long number = 0);
 
-    /// Prints the end line.
-    ~BTrace();
+    ~BTrace();  ///< Prints the end line.
 
     /// Copying and assigning take the name and the thread id over and print nothing.
     BTrace(const BTrace& other);
@@ -62,8 +61,7 @@ public:
     ///     name to be destroyed settles it for all
     Profiler(const char* fileName, unsigned long samples);
 
-    /// Takes the measurement and files it.
-    ~Profiler();
+    ~Profiler();  ///< Takes the measurement and files it.
 
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;

@@ -93,8 +93,7 @@ private:
 /// stands. No operation fails. An object belongs to one thread at a time.
 class SORVEX_API DllFinder {
 public:
-    /// Walks nothing yet: the object isn't valid before the first step.
-    DllFinder() = default;
+    DllFinder() = default;  ///< Walks nothing yet: the object isn't valid before the first step.
 
     /// Goes on to the next module; the same step under two names.
     ///
@@ -102,10 +101,8 @@ public:
     ///
     /// @return whether there was one more; from the end of the walk on, false
     bool first();
-    bool next();  ///< The same step as first().
-
-    /// Goes on to the next module.
-    DllFinder& operator++();
+    bool next();              ///< The same step as first().
+    DllFinder& operator++();  ///< Goes on to the next module.
 
     /// The full file name of the module found last, empty before the first step. It stays at the
     /// end of the walk. A name of more than 511 characters is cut.
@@ -141,15 +138,11 @@ public:
     explicit UserProperties(const char* userName);
     ~UserProperties() = default;
 
-    /// Whether the password is this user's.
-    virtual bool isValidPassword(const char* password);
-
-    /// Whether the user belongs to the group.
-    virtual bool isMemberOfGroup(const char* group);
+    virtual bool isValidPassword(const char* password);  ///< Whether the password is this user's.
+    virtual bool isMemberOfGroup(const char* group);     ///< Whether the user belongs to the group.
 
 protected:
-    /// The name given to the constructor.
-    std::string userName;
+    std::string userName;  ///< The name given to the constructor.
 };
 
 /// A user of the local host.

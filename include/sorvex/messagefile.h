@@ -73,8 +73,7 @@ public:
                                                                          const Values&...) = delete;
 
 protected:
-    /// Reads the file, over the entries that are there.
-    void readFile();
+    void readFile();  ///< Reads the file, over the entries that are there.
 
 private:
     std::map<std::string, std::string> texts;

@@ -20,8 +20,7 @@ namespace Sorvex {
 /// value without a lock.
 class SORVEX_API BServiceStatus {
 public:
-    /// All seven fields are 0.
-    BServiceStatus() noexcept;
+    BServiceStatus() noexcept;                                 ///< All seven fields are 0.
     BServiceStatus(const _SERVICE_STATUS& source) noexcept;    ///< A copy of the record.
     BServiceStatus(const BServiceStatus&) noexcept = default;  ///< A copy of the seven fields.
     /// Takes the fields over.
@@ -48,18 +47,13 @@ public:
     /// 1066 when specificExitCode tells it.
     std::uint32_t exitCode() const noexcept;
     BServiceStatus& setExitCode(std::uint32_t code) noexcept;  ///< Sets the exit code.
-
-    /// An error number of the service's own.
-    std::uint32_t specificExitCode() const noexcept;
-    BServiceStatus& setSpecificExitCode(
-        std::uint32_t code) noexcept;  ///< Sets the number of its own.
+    std::uint32_t specificExitCode() const noexcept;  ///< An error number of the service's own.
+    BServiceStatus& setSpecificExitCode(std::uint32_t code) noexcept;  ///< Sets that number.
 
     /// Grows while a lengthy start, stop, pause or resume makes progress.
     std::uint32_t checkPoint() const noexcept;
     BServiceStatus& setCheckPoint(std::uint32_t checkPoint) noexcept;  ///< Sets the check point.
-
-    /// Adds 1 to the check point, wrapping at 32 bits.
-    BServiceStatus& incCheckPoint() noexcept;
+    BServiceStatus& incCheckPoint() noexcept;  ///< Adds 1 to the check point, wrapping at 32 bits.
 
     /// How many milliseconds a pending step may take until the next report.
     std::uint32_t waitHint() const noexcept;
@@ -87,8 +81,7 @@ public:
     /// @param name the name that the service is registered under; null is an empty name
     explicit BService(const char* name);
 
-    /// Deregisters nothing.
-    virtual ~BService();
+    virtual ~BService();  ///< Deregisters nothing.
 
     BService(const BService&) = delete;
     BService& operator=(const BService&) = delete;
@@ -258,14 +251,9 @@ public:
     /// @throws std::runtime_error "BServiceControl::control(): ControlService() "
     BServiceStatus& control(unsigned long code);
 
-    /// control(1).
-    BServiceStatus& stop();
-
-    /// control(2).
-    BServiceStatus& pause();
-
-    /// control(3).
-    BServiceStatus& resume();
+    BServiceStatus& stop();    ///< control(1).
+    BServiceStatus& pause();   ///< control(2).
+    BServiceStatus& resume();  ///< control(3).
 
     /// Receives the status of the service, without waiting for it.
     ///

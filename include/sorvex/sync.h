@@ -14,8 +14,7 @@ namespace Sorvex {
 /// Any thread may call enter and leave. The lock has to be free when it is destroyed.
 class SORVEX_API BMutex {
 public:
-    /// Makes a lock that is free.
-    BMutex();
+    BMutex();  ///< Makes a lock that is free.
     ~BMutex();
 
     BMutex(const BMutex&) = delete;
@@ -38,11 +37,8 @@ private:
 /// The mutex is not owned and has to outlive the lock.
 class SORVEX_API BMutexLock {
 public:
-    /// Enters a mutex, waiting without limit.
-    explicit BMutexLock(BMutex& entered) noexcept;
-
-    /// Leaves the mutex.
-    ~BMutexLock();
+    explicit BMutexLock(BMutex& entered) noexcept;  ///< Enters a mutex, waiting without limit.
+    ~BMutexLock();                                  ///< Leaves the mutex.
 
     BMutexLock(const BMutexLock&) = delete;
     BMutexLock& operator=(const BMutexLock&) = delete;
@@ -55,15 +51,12 @@ private:
 /// of the system. One object belongs to one thread at a time.
 class SORVEX_API BDelay {
 public:
-    /// Marks the start of the system. Does not read the clock.
-    BDelay() noexcept;
+    BDelay() noexcept;  ///< Marks the start of the system. Does not read the clock.
     ~BDelay() = default;
 
     BDelay(const BDelay&) = default;             ///< A copy has the same mark.
     BDelay& operator=(const BDelay&) = default;  ///< Takes the mark over.
-
-    /// Marks this moment.
-    BDelay& event() noexcept;
+    BDelay& event() noexcept;                    ///< Marks this moment.
 
     /// Milliseconds since the marked moment, which stays as it is. Counted in 32 bits: the result
     /// is right across one wrap of the clock and starts again at 0 after 49.7 days.
@@ -83,8 +76,7 @@ private:
 /// nobody else uses the object.
 class SORVEX_API EventSemaphore {
 public:
-    /// Makes an event without a name.
-    EventSemaphore();
+    EventSemaphore();  ///< Makes an event without a name.
 
     /// Creates the event of that name, or joins it, whatever its state. Null makes an event without
     /// a name.
@@ -95,8 +87,7 @@ public:
     ///     event as taken and won't open it either.
     explicit EventSemaphore(const char* name);
 
-    /// Gives the event up. A named one lives on while others hold it.
-    ~EventSemaphore();
+    ~EventSemaphore();  ///< Gives the event up. A named one lives on while others hold it.
 
     EventSemaphore(const EventSemaphore&) = delete;
     EventSemaphore& operator=(const EventSemaphore&) = delete;

@@ -27,8 +27,7 @@ class BStream;
 /// A plain value. Different values may be used by different threads at the same time.
 class SORVEX_API TimeStamp {
 public:
-    /// The present local time, as now().
-    TimeStamp() noexcept;
+    TimeStamp() noexcept;  ///< The present local time, as now().
 
     /// A date, as setDate() takes it, and a time, as setTime() takes it.
     TimeStamp(unsigned int year, unsigned int month, unsigned int day, unsigned int hour,
@@ -53,11 +52,8 @@ public:
     /// The local time of the clock, with the zone and daylight saving in force at this moment.
     static TimeStamp now() noexcept;
 
-    /// The UTC of the clock.
-    static TimeStamp system() noexcept;
-
-    /// Becomes now().
-    TimeStamp& setAsNow() noexcept;
+    static TimeStamp system() noexcept;  ///< The UTC of the clock.
+    TimeStamp& setAsNow() noexcept;      ///< Becomes now().
 
     /// Whether a year has 366 days. The year is taken as it comes: 0 is the year 0, a leap year.
     static bool isLeapYear(unsigned int year) noexcept;
@@ -68,33 +64,22 @@ public:
     /// The full year. A value that was set by its year is in the year 100 at the earliest, unless a
     /// month or day of 0 leads back from there, into 99.
     unsigned int year() const noexcept;
-    /// The month, 1 to 12.
-    unsigned int month() const noexcept;
-    /// The day of the month, 1 to 31.
-    unsigned int day() const noexcept;
+    unsigned int month() const noexcept;  ///< The month, 1 to 12.
+    unsigned int day() const noexcept;    ///< The day of the month, 1 to 31.
     /// The hour, 0 to 23; more while the time lies outside the day.
     unsigned int hour() const noexcept;
-    /// The minute of the hour, 0 to 59.
-    unsigned int minute() const noexcept;
-    /// The second of the minute, 0 to 59.
-    unsigned int second() const noexcept;
-    /// The millisecond of the second, 0 to 999.
-    unsigned int millisecond() const noexcept;
-    /// 1 for Monday to 7 for Sunday.
-    unsigned int dayOfWeek() const noexcept;
-    /// 1 for January 1st to 366.
-    unsigned int dayOfYear() const noexcept;
-    /// The length of this value's month in days.
-    unsigned int daysInMonth() const noexcept;
-    /// 365 or 366.
-    unsigned int daysInYear() const noexcept;
+    unsigned int minute() const noexcept;       ///< The minute of the hour, 0 to 59.
+    unsigned int second() const noexcept;       ///< The second of the minute, 0 to 59.
+    unsigned int millisecond() const noexcept;  ///< The millisecond of the second, 0 to 999.
+    unsigned int dayOfWeek() const noexcept;    ///< 1 for Monday to 7 for Sunday.
+    unsigned int dayOfYear() const noexcept;    ///< 1 for January 1st to 366.
+    unsigned int daysInMonth() const noexcept;  ///< The length of this value's month in days.
+    unsigned int daysInYear() const noexcept;   ///< 365 or 366.
 
     /// Whole seconds since midnight; not a count since any epoch.
     unsigned long asSeconds() const noexcept;
-    /// Milliseconds since midnight.
-    unsigned long asMilliseconds() const noexcept;
-    /// The day number.
-    unsigned long julianDate() const noexcept;
+    unsigned long asMilliseconds() const noexcept;  ///< Milliseconds since midnight.
+    unsigned long julianDate() const noexcept;      ///< The day number.
     /// Seconds since 1970-01-01 00:00 as 32 bits hold them, with no zone applied and without the
     /// milliseconds.
     long asTime_t() const noexcept;
@@ -123,9 +108,7 @@ public:
     /// comes out inside the day, also when 0 is added.
     TimeStamp operator+(unsigned long milliseconds) const noexcept;
     TimeStamp& operator+=(unsigned long milliseconds) noexcept;  ///< Becomes later by milliseconds.
-
-    /// Earlier by milliseconds.
-    TimeStamp operator-(unsigned long milliseconds) const noexcept;
+    TimeStamp operator-(unsigned long milliseconds) const noexcept;  ///< Earlier by milliseconds.
     /// Becomes earlier by milliseconds.
     TimeStamp& operator-=(unsigned long milliseconds) noexcept;
 
@@ -157,8 +140,7 @@ public:
     /// A year that comes out below 100 lands in 1901 to 1999, as for setDate().
     TimeStamp yearAgo(unsigned long years) const noexcept;
 
-    /// The same time of day, days earlier.
-    TimeStamp dayAgo(unsigned long days) const noexcept;
+    TimeStamp dayAgo(unsigned long days) const noexcept;    ///< The same time of day, days earlier.
     TimeStamp dayAhead(unsigned long days) const noexcept;  ///< The same time of day, days later.
 
     /// Earlier by seconds. The milliseconds below a second are lost when the time of day is too

@@ -14,8 +14,7 @@ enum class Sharing { process, machine };
 /// The moment at which a sleep of so many milliseconds ends, on the clock that nobody can set.
 class SleepLimit {
 public:
-    /// INFINITE makes one that never comes.
-    explicit SleepLimit(DWORD milliseconds) noexcept;
+    explicit SleepLimit(DWORD milliseconds) noexcept;  ///< INFINITE makes one that never comes.
 
     /// The time as the kernel takes it; null when the moment never comes.
     const void* kernelTime() const noexcept { return limited ? &moment : nullptr; }

@@ -30,8 +30,7 @@ public:
         return depth.load(relaxed) == 1 && dueEnd.load(relaxed) != nullptr;
     }
 
-    /// What ends the calling thread, for good.
-    using End = void (*)() noexcept;
+    using End = void (*)() noexcept;  ///< What ends the calling thread, for good.
 
     /// For the signal handler: whether the thread is shielded now. If so the shield ends it.
     static bool putsOff(End end) noexcept {

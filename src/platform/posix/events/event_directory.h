@@ -28,8 +28,7 @@ public:
     SignalBlock(const SignalBlock&) = delete;
     SignalBlock& operator=(const SignalBlock&) = delete;
 
-    /// Lets pending signals in and sleeps for a moment.
-    void rest() const noexcept;
+    void rest() const noexcept;  ///< Lets pending signals in and sleeps for a moment.
 
 private:
     std::uint64_t before = 0;

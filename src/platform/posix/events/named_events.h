@@ -43,8 +43,7 @@ public:
     /// Removes what holders left behind that were killed. Nobody misses it, but it would gather.
     static void clearAway(const EventDirectory& directory, uid_t owner);
 
-    /// Gives the event up, and removes its file behind the last holder.
-    ~NamedEvent();
+    ~NamedEvent();  ///< Gives the event up, and removes its file behind the last holder.
 
     NamedEvent(const NamedEvent&) = delete;
     NamedEvent& operator=(const NamedEvent&) = delete;
