@@ -164,25 +164,31 @@ void Starter::Run::begin() {
 
 void Starter::start(const KeptService& service, const std::vector<std::string>& arguments,
                     StreamsOf streams) {
-    Run run{service.key, service.entry.configuration(), arguments, streams, {}, {}};
-    if (service.entry.isMarked())
-        refuse(ERROR_SERVICE_MARKED_FOR_DELETE);
-    if (run.configuration.startType == SERVICE_DISABLED)
-        refuse(ERROR_SERVICE_DISABLED);
-    if (!isOwnAccount(run.configuration.account))
-        refuse(ERROR_SERVICE_LOGON_FAILED);
+    Run run{service.key, {}, arguments, streams, {}, {}};
+    const TerminationShield shield;
+    FileLock starting;
+    {
+        // A change of the configuration comes before all this, or finds the service active. Others
+        // find it so while it still waits for what it depends on, so that those who depend on it
+        // wait as well.
+        const ScopedFileLock unchanged = store.database().lock(LOCK_SH);
+        run.configuration = service.entry.configuration();
+        if (service.entry.isMarked())
+            refuse(ERROR_SERVICE_MARKED_FOR_DELETE);
+        if (run.configuration.startType == SERVICE_DISABLED)
+            refuse(ERROR_SERVICE_DISABLED);
 
-    run.directory = ensurePrivateDirectory(store.runtime(), run.key.c_str());
-    const ScopedFileLock starting{{}, tryLock(reopenDirectory(run.directory.get()), LOCK_EX)};
-    if (!starting.lock || store.observe(run.key).isActive)
-        refuse(ERROR_SERVICE_ALREADY_RUNNING);
-
-    // The service counts as being started while it still waits for others, so that those who depend
-    // on it wait as well.
-    run.begin();
+        run.directory = ensurePrivateDirectory(store.runtime(), run.key.c_str());
+        starting = tryLock(reopenDirectory(run.directory.get()), LOCK_EX);
+        if (!starting || store.observe(run.key).isActive)
+            refuse(ERROR_SERVICE_ALREADY_RUNNING);
+        announceDependent(store, run.configuration);
+        run.begin();
+    }
     const std::size_t depth = underway.size();
     try {
-        announceDependent(store, run.configuration);
+        if (!isOwnAccount(run.configuration.account))
+            refuse(ERROR_SERVICE_LOGON_FAILED);
         underway.push_back(run.key);
         startDependencies(run.configuration);
         underway.pop_back();
