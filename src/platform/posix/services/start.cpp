@@ -298,8 +298,9 @@ void Starter::handOver(Run& run) const {
         handToNewProcess(run);
 }
 
-// Hands the service to the process of another one of the same program. One that ends meanwhile may
-// have begun with it, so the next attempt gets a file of its own.
+// Hands the service to the process of another one of the same program. One that ends meanwhile, or
+// can't take it since it has given up rights or has no threads left, may have begun with it, so the
+// next attempt gets a file of its own.
 bool Starter::handToSibling(Run& run) const {
     for (const std::string& key : store.database().keys()) {
         const Observation sibling = store.observeOther(key);
@@ -316,16 +317,17 @@ bool Starter::handToSibling(Run& run) const {
             directory ? connectTo(directory.get(), controlSocket, limit) : Descriptor();
         if (!connection)
             continue;
-        run.state.setProcess(sibling.process);
+        if (sibling.isProcessKnown)
+            run.state.setProcess(sibling.process);
         Answer answer;
         if (offer(connection.get(), run.configuration, run.state))
             answer = awaitReply(connection.get(), watchProcess(sibling).get(), limit);
         if (answer.isTimedOut)
             refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
-        if (answer.reply && answer.reply->error != ERROR_SUCCESS)
-            refuse(answer.reply->error);
-        if (answer.reply)
+        if (answer.reply && answer.reply->error == ERROR_SUCCESS)
             return true;
+        if (answer.reply && answer.reply->error == ERROR_SERVICE_NOT_IN_EXE)
+            refuse(ERROR_SERVICE_NOT_IN_EXE);
         run.begin();
     }
     return false;
