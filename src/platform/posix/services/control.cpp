@@ -23,6 +23,7 @@ namespace {
 
 constexpr int pauseBetweenLooks = 2;  // ms
 
+// Nobody has told the type of a service that has never been started.
 Observation look(const ServiceHandle& handle) {
     Observation found = handle.store->observe(handle.service.key);
     if (found.isUnderstood && found.status.dwServiceType == 0)
@@ -36,6 +37,8 @@ Reply ask(const ServiceHandle& handle, const Observation& asked, DWORD code) {
     const TimeLimit limit(responseLimit());
     const Descriptor directory =
         openPrivateDirectory(handle.store->runtime(), handle.service.key.c_str());
+    // Watched before it is asked: a process that dies later is noticed even if a child of its keeps
+    // the connection open.
     const Descriptor end = watchProcess(asked);
     const Descriptor connection =
         directory ? connectTo(directory.get(), controlSocket, limit) : Descriptor();
@@ -48,7 +51,8 @@ Reply ask(const ServiceHandle& handle, const Observation& asked, DWORD code) {
         if (answer.isTimedOut)
             refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
     }
-    // A dying process loses its connections a moment before its lock.
+    // A dying process loses its connections a moment before its lock, and nobody tells when a lock is
+    // given back (flock), so it is looked at again and again.
     for (;;) {
         const Observation now = look(handle);
         if (!now.isActive)
@@ -63,7 +67,8 @@ Reply ask(const ServiceHandle& handle, const Observation& asked, DWORD code) {
 
 Reply control(const ServiceHandle& handle, DWORD code) {
     const Observation found = look(handle);
-    // Of one that isn't understood the service itself knows more.
+    // What the record says is answered without the process, which may hang. Of one that isn't
+    // understood the service itself knows more.
     if (found.isUnderstood)
         if (const DWORD error = refusalOf(found.status, code); error != ERROR_SUCCESS)
             return {error, found.status};

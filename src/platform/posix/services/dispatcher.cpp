@@ -27,6 +27,8 @@ namespace {
 constexpr DWORD typesOfPrograms = SERVICE_WIN32_OWN_PROCESS | SERVICE_WIN32_SHARE_PROCESS;
 
 constexpr std::size_t mostConnections = 64;
+// A connection that can't be accepted for want of descriptors stays readable, and poll would return
+// at once for ever.
 constexpr int pauseWithoutDescriptors = 10;  // ms
 
 // What an entry point or a handler throws ends the process, as on a thread of the language.
@@ -114,6 +116,7 @@ void Dispatcher::run(const SERVICE_TABLE_ENTRYA* newTable) {
     // Before an entry point can set a handler of its own, and not while there is no service yet: a
     // program that no manager has started may go on as an ordinary one.
     const TerminationAsControl signals(wake.get());
+    // A starter that is gone by now has left a service that runs, as if he had seen the answer.
     const Reply reply{takeStart(first), {}};
     send(starter.get(), reply);
     starter.close();
@@ -172,6 +175,7 @@ DWORD Dispatcher::takeStart(Request& request) try {
     const Descriptor directory = openPrivateDirectory(store->runtime(), service->key.c_str());
     if (!directory)
         return ERROR_SERVICE_DOES_NOT_EXIST;
+    // The socket comes first: from the takeover on controls are sent to it.
     service->listener = listenAt(directory.get(), controlSocket);
     service->state.takeOver();
     std::vector<std::string> arguments = service->state.takeArguments();
@@ -180,6 +184,7 @@ DWORD Dispatcher::takeStart(Request& request) try {
     const std::lock_guard lock(mutex);
     services.push_back(std::move(service));
     try {
+        // An entry point may return long after its service has stopped, or never.
         std::thread(callEntry, entry, std::move(arguments)).detach();
     } catch (const std::system_error&) {
         services.pop_back();
@@ -208,6 +213,7 @@ void Dispatcher::serveUntilStopped() {
         if (!acceptConnections())
             poll(nullptr, 0, pauseWithoutDescriptors);
         for (std::size_t next = 0; next < connections.size();) {
+            // Looked at once more, since a handler that was called in between takes its time.
             pollfd state{connections[next].socket.get(), POLLIN | POLLRDHUP, 0};
             const int ready = poll(&state, 1, 0);
             if (ready <= 0 && !connections[next].deadline.isOver()) {
@@ -232,6 +238,8 @@ bool Dispatcher::waitForWork() {
         const std::lock_guard lock(mutex);
         watched.push_back({wake.get(), POLLIN, 0});
         for (const auto& service : services) {
+            // Only this thread closes a listener, so no other descriptor gets its number while it
+            // is watched. poll passes over negative numbers.
             if (service->isRunning)
                 watched.push_back({isFull ? -1 : service->listener.get(), POLLIN, 0});
             else
@@ -248,6 +256,7 @@ bool Dispatcher::waitForWork() {
     }
     if (poll(watched.data(), watched.size(), limit) < 0 && errno != EINTR)
         refuseWithErrno();
+    // Taken before anything is looked at, so that what comes in between wakes it up again.
     std::uint64_t count = 0;
     retried([&] { return read(wake.get(), &count, sizeof count); });
     return true;
@@ -307,6 +316,7 @@ Reply Dispatcher::answer(HostedService& service, DWORD code) {
     if (error == ERROR_SUCCESS && service.handler == nullptr)
         error = ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
     if (error == ERROR_SUCCESS) {
+        // The handler reports, which takes the lock.
         const auto handler = service.handler;
         lock.unlock();
         callHandler(handler, code);
@@ -347,6 +357,8 @@ void Dispatcher::report(const void* handle, SERVICE_STATUS status) {
 
     // From here on the service can be started again, in another process.
     service.state.end();
+    // That waits for the lock of the database, which may take long. The process stays until then,
+    // although all of its services may have stopped.
     lock.unlock();
     store->releaseMarked(service.key);
     lock.lock();

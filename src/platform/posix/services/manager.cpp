@@ -100,6 +100,7 @@ KeptService create(const Store& store, const Configuration& configuration) {
     const std::string key = fileKey(configuration.name);
     const Database& database = store.database();
     const ScopedFileLock exclusive = database.lock(LOCK_EX);
+    // The process of a marked service may have died without anybody noticing.
     if (!store.removeIfFree(key))
         refuse(database.find(key).isMarked() ? ERROR_SERVICE_MARKED_FOR_DELETE
                                              : ERROR_SERVICE_EXISTS);
@@ -123,6 +124,7 @@ void change(std::string& value, const char* newValue) {
 BOOL giveName(const std::string& name, char* buffer, DWORD* size) {
     if (size == nullptr)
         refuse(ERROR_INVALID_PARAMETER);
+    // The length comes back without the NUL, for which the buffer has to have room all the same.
     const bool fits = buffer != nullptr && name.size() < *size;
     *size = static_cast<DWORD>(name.size());
     if (!fits)
@@ -185,6 +187,8 @@ SC_HANDLE OpenServiceA(SC_HANDLE manager, const char* serviceName, DWORD access)
         const auto& handle = services::managerBehind(manager, SC_MANAGER_CONNECT);
         const std::string name = services::checkedName(serviceName);
         const DWORD granted = services::grantedOnService(access);
+        // Until there is a handle nobody else would give back the lock that keeps the service.
+        const TerminationShield shield;
         HandleObject* opened =
             new services::ServiceHandle(handle.store, services::find(*handle.store, name), granted);
         return SC_HANDLE{opened};
@@ -215,6 +219,7 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, const char* serviceName, const char*
         if (tag != nullptr)
             services::refuse(ERROR_INVALID_PARAMETER);
         const DWORD granted = services::grantedOnService(access);
+        const TerminationShield shield;
         HandleObject* created = new services::ServiceHandle(
             handle.store, services::create(*handle.store, configuration), granted);
         return SC_HANDLE{created};
@@ -264,6 +269,8 @@ BOOL ChangeServiceConfigA(SC_HANDLE service, DWORD serviceType, DWORD startType,
         services::checkUnique(database, after);
         if (services::isCircular(database, after))
             services::refuse(ERROR_CIRCULAR_DEPENDENCY);
+        // No start comes in between, since it reads the configuration under this lock; so a service
+        // that isn't active yet will announce itself.
         if (handle.store->observe(handle.service.key).isActive)
             services::announceDependent(*handle.store, after);
         if (after != before)
