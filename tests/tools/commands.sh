@@ -89,7 +89,11 @@ expect 0 "deaf did not stop, and its process was killed" "$tool" stop --kill-aft
 expect 3 "deaf: The specified service does not exist" "$tool" status deaf
 expect 0 "slow is removed" "$tool" remove slow
 
-# A damaged service is a failure for itself alone.
-echo damaged >>/var/lib/sorvex/services/gone/configuration
-expect 0 "gone       damaged" "$tool" list
-expect 0 "gone is removed" "$tool" remove gone
+# A damaged service is a failure for itself alone, and so is what is none. It is stopped all the same.
+"$tool" start "Plain One"
+echo damaged >>/var/lib/sorvex/services/plain%20one/configuration
+touch /var/lib/sorvex/services/foreign
+expect 0 "foreign    damaged
+plain one  damaged" "$tool" list
+expect 0 "plain one is stopped" "$tool" stop-all
+expect 0 "plain one is removed" "$tool" remove "plain one"

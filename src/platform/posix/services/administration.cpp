@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/posix/base/percent_encoding.h"
 #include "platform/posix/services/command_line.h"
 #include "platform/posix/services/file_key.h"
 #include "platform/posix/services/launch.h"
@@ -21,27 +22,32 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
-std::string fullLogName(const std::string& key) {
+std::string logDirectory() {
     const PrivatePlace place = placesOfUser().logs;
     std::string name = place.base;
     for (const std::string& step : place.steps)
         name += "/" + step;
-    return name + "/" + logName(key);
+    return name;
 }
 
-ServiceFacts factsOf(const Store& store, const std::string& key,
-                     const ServiceDirectory& directory) {
+// Nothing when there is no such service.
+std::optional<ServiceFacts> factsOf(const Store& store, const std::string& key,
+                                    const std::string& logs) {
     ServiceFacts facts;
     facts.key = key;
-    facts.log = fullLogName(key);
-    facts.isMarked = directory.isMarked();
+    facts.log = logs + "/" + logName(key);
     try {
-        facts.configuration = directory.configuration();
+        const ServiceDirectory directory = store.database().find(key);
+        if (!directory)
+            return std::nullopt;
+        facts.isMarked = directory.isMarked();
         facts.run = store.observe(key);
+        facts.configuration = directory.configuration();
     } catch (const Refusal&) {
-        // A damaged service is a failure for itself alone.
+        // A damaged service is a failure for itself alone, and so is what is none but lies among
+        // them. The key tells the name, but for one that was too long.
         facts.isDamaged = true;
-        facts.configuration.name = key;
+        facts.configuration.name = percentDecoded(key).value_or(key);
     }
     if (facts.run.status.dwServiceType == 0)
         facts.run.status.dwServiceType = facts.configuration.type;
@@ -64,12 +70,13 @@ std::optional<std::vector<ServiceFacts>> allServices() {
         const Store store;
         std::vector<std::string> keys = store.database().keys();
         std::sort(keys.begin(), keys.end());
+        const std::string logs = logDirectory();
         std::vector<ServiceFacts> all;
         all.reserve(keys.size());
         for (const std::string& key : keys)
             // One that has gone since is none of them any more.
-            if (const ServiceDirectory directory = store.database().find(key))
-                all.push_back(factsOf(store, key, directory));
+            if (auto facts = factsOf(store, key, logs))
+                all.push_back(std::move(*facts));
         return std::optional(std::move(all));
     });
 }
@@ -80,10 +87,10 @@ std::optional<ServiceFacts> serviceNamed(const std::string& name) {
             refuse(ERROR_INVALID_NAME);
         const Store store;
         const KeptService service = store.keep(fileKey(name));
-        ServiceFacts facts = factsOf(store, service.key, service.entry);
-        if (!facts.isDamaged && foldCase(facts.configuration.name) != foldCase(name))
+        auto facts = factsOf(store, service.key, logDirectory());
+        if (facts && !facts->isDamaged && foldCase(facts->configuration.name) != foldCase(name))
             refuse(ERROR_SERVICE_DOES_NOT_EXIST);
-        return std::optional(std::move(facts));
+        return facts;
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <utility>
 
 #include <sorvex/service_record.h>
 
@@ -24,23 +25,10 @@ std::string escaped(std::string_view text) {
 }
 
 std::string unescaped(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t position = 0; position < text.size(); ++position) {
-        if (text[position] != '%') {
-            result += text[position];
-            continue;
-        }
-        unsigned char byte = 0;
-        const std::string_view digits = text.substr(position + 1, 2);
-        const auto [end, error] =
-            std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-        if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2)
-            refuse(ERROR_INVALID_DATA);
-        result += static_cast<char>(byte);
-        position += 2;
-    }
-    return result;
+    auto result = percentDecoded(text);
+    if (!result)
+        refuse(ERROR_INVALID_DATA);
+    return std::move(*result);
 }
 
 void appendLine(std::string& text, std::string_view label, std::string_view value) {
