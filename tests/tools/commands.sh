@@ -97,3 +97,7 @@ expect 0 "foreign    damaged
 plain one  damaged" "$tool" list
 expect 0 "plain one is stopped" "$tool" stop-all
 expect 0 "plain one is removed" "$tool" remove "plain one"
+
+# What can't be written is a failure.
+expect 1 "the output can't be written" bash -c '"$tool" list >/dev/full'
+expect 1 "" bash -c '"$tool" list >&-'

@@ -1,5 +1,7 @@
 #include "sorvex_service/failure.h"
 
+#include <iostream>
+
 #include <sorvex/bstring.h>
 
 namespace Sorvex::tools {
@@ -20,6 +22,11 @@ std::string errorText(DWORD error) {
 void fail(const std::string& text, DWORD error) {
     throw Failure(text + ": " + errorText(error),
                   error == ERROR_SERVICE_DOES_NOT_EXIST ? exitNoService : exitFailed);
+}
+
+void flushOutput() {
+    if (!std::cout.flush())
+        throw Failure("the output can't be written");
 }
 
 }  // namespace Sorvex::tools

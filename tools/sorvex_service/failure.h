@@ -34,6 +34,9 @@ std::string errorText(DWORD error);
 /// exit code of its own.
 [[noreturn]] void fail(const std::string& text, DWORD error);
 
+/// Writes out what the standard output holds back. Ends the command where that can't be done.
+void flushOutput();
+
 /// The error of a call of the library's classes; ERROR_SUCCESS when it returns.
 template <typename Call>
 DWORD errorOf(Call call) {

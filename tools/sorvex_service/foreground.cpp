@@ -47,6 +47,8 @@ public:
         : name(typedName), service(typedName, SERVICE_ALL_ACCESS), signals(takeSignals()) {
         if (!signals)
             throw Failure(name + " can't be run: no signals can be taken");
+        // A warning that nobody reads any more must not end this process ahead of its service.
+        std::signal(SIGPIPE, SIG_IGN);
         // The process of the service and what that leaves behind become children of this one.
         prctl(PR_SET_CHILD_SUBREAPER, 1);
     }

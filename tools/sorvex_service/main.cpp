@@ -3,8 +3,12 @@
 #include <exception>
 #include <iostream>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "sorvex_service/commands.h"
 #include "sorvex_service/failure.h"
+#include "sorvex_service/forms.h"
 
 namespace Sorvex::tools {
 
@@ -152,6 +156,15 @@ void tellUsage(std::ostream& stream, const std::vector<Command>& commands) {
               "is no\nsuch service, and 4 when the time is over.\n";
 }
 
+// A standard stream that is closed would become the next file that is opened, and be written to. So
+// it becomes one that can't be written.
+void takeClosedStreams() {
+    int lowest = STDIN_FILENO;
+    while (lowest >= STDIN_FILENO && lowest <= STDERR_FILENO)
+        lowest = open("/dev/null", O_RDONLY);
+    close(lowest);
+}
+
 int runCommand(const Words& words) {
     const std::vector<Command> commands = allCommands();
     if (words.empty())
@@ -180,13 +193,19 @@ int runCommand(const Words& words) {
 
 int main(int argc, char** argv) {
     using namespace Sorvex::tools;
+    takeClosedStreams();
+    const auto tell = [](const std::exception& failure) {
+        std::cerr << "sorvex-service: " << onOneLine(failure.what()) << '\n';
+    };
     try {
-        return runCommand(Words(argv + 1, argv + argc));
+        const int result = runCommand(Words(argv + 1, argv + argc));
+        flushOutput();
+        return result;
     } catch (const Failure& failure) {
-        std::cerr << "sorvex-service: " << failure.what() << '\n';
+        tell(failure);
         return failure.exitCode;
     } catch (const std::exception& failure) {
-        std::cerr << "sorvex-service: " << failure.what() << '\n';
+        tell(failure);
         return exitFailed;
     }
 }
