@@ -17,7 +17,7 @@ follower=$!
 head -c 1100000 /dev/zero | tr '\0' x >>"$logs/writer.log"
 "$tool" start writer anew
 wait "$follower"
-tail -n 3 followed | grep -q "argument anew"
+tail -n 3 followed | grep -q "argument anew" && [ "$(wc -c <followed)" -gt 1100000 ]
 [ "$(stat -c %s "$logs/writer.log.1")" -gt 1048576 ] && [ "$(wc -c <"$logs/writer.log")" -lt 1000 ]
 expect 0 "log           $logs/writer.log
 argument anew" "$tool" status writer

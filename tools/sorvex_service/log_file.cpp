@@ -6,10 +6,9 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
-#include "platform/posix/base/descriptor.h"
 #include "platform/posix/base/retried.h"
+#include "sorvex_service/failure.h"
 
 namespace Sorvex::tools {
 
@@ -18,23 +17,24 @@ namespace {
 using platform::Descriptor;
 using platform::retried;
 
-constexpr off_t mostRead = 1 << 20;
+constexpr off_t blockSize = 1 << 16;  // bytes
+constexpr off_t mostOfText = 1 << 20;
 
+// The log as it is now; a file of nothing for what is no log. No link is followed, and a pipe that
+// lies in its place is not waited for.
 struct OpenLog {
+    explicit OpenLog(const std::string& name)
+        : file(platform::openAt(AT_FDCWD, name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW)) {
+        if (file && (fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)))
+            file.close();
+    }
+
     Descriptor file;
     struct stat facts {};
 };
 
-OpenLog openLogFile(const std::string& name) {
-    OpenLog log;
-    log.file = platform::openAt(AT_FDCWD, name.c_str(), O_RDONLY | O_NONBLOCK);
-    if (log.file && (fstat(log.file.get(), &log.facts) != 0 || !S_ISREG(log.facts.st_mode)))
-        log.file = Descriptor();
-    return log;
-}
-
+// What there is of a part of a file.
 std::string readFrom(int file, off_t begin, off_t end) {
-    begin = std::max(begin, end - mostRead);
     std::string text(static_cast<std::size_t>(std::max<off_t>(end - begin, 0)), '\0');
     std::size_t length = 0;
     while (length < text.size()) {
@@ -50,57 +50,84 @@ std::string readFrom(int file, off_t begin, off_t end) {
     return text;
 }
 
-std::string ending(const std::string& text, std::size_t lines) {
-    if (text.empty() || lines == 0)
-        return "";
-    std::size_t begin = text.size() - 1;
-    for (; lines > 0; --lines) {
-        if (begin == 0)
-            return text;
-        begin = text.rfind('\n', begin - 1);
-        if (begin == std::string::npos)
-            return text;
+// Where the last lines of a part of a file begin.
+off_t beginOfLines(int file, off_t begin, off_t end, std::size_t lines) {
+    if (lines == 0)
+        return end;
+    // The last character ends the last line or is one of it.
+    for (off_t upTo = end - 1; upTo > begin;) {
+        const off_t from = std::max(begin, upTo - blockSize);
+        const std::string block = readFrom(file, from, upTo);
+        for (std::size_t place = block.size(); place > 0; --place)
+            if (block[place - 1] == '\n' && --lines == 0)
+                return from + static_cast<off_t>(place);
+        upTo = from;
     }
-    return text.substr(begin + 1);
+    return begin;
+}
+
+std::string textOfLines(int file, off_t begin, off_t end, std::size_t lines) {
+    begin = std::max(begin, end - mostOfText);
+    return readFrom(file, beginOfLines(file, begin, end, lines), end);
+}
+
+void show(int file, off_t begin, off_t end) {
+    while (begin < end) {
+        const std::string block = readFrom(file, begin, std::min(end, begin + blockSize));
+        if (block.empty())
+            break;
+        std::cout << block;
+        begin += static_cast<off_t>(block.size());
+    }
+    flushOutput();
 }
 
 }  // namespace
 
-std::string lastLines(const std::string& name, std::size_t count) {
-    const OpenLog log = openLogFile(name);
-    return log.file ? ending(readFrom(log.file.get(), 0, log.facts.st_size), count) : "";
-}
-
 LogPlace::LogPlace(const std::string& logName) : name(logName) {
-    const OpenLog log = openLogFile(name);
-    if (!log.file)
-        return;
-    file = log.facts.st_ino;
+    OpenLog log(name);
+    file = std::move(log.file);
+    inode = log.facts.st_ino;
     position = log.facts.st_size;
 }
 
+std::string LogPlace::linesBefore(std::size_t count) const {
+    return file ? textOfLines(file.get(), 0, position, count) : "";
+}
+
 std::string LogPlace::linesSince(std::size_t count) const {
-    const OpenLog log = openLogFile(name);
-    if (!log.file)
-        return "";
-    const off_t begin = log.facts.st_ino == file ? position : 0;
-    return ending(readFrom(log.file.get(), begin, log.facts.st_size), count);
+    const OpenLog log(name);
+    const off_t begin = file && log.facts.st_ino == inode ? position : 0;
+    return log.file ? textOfLines(log.file.get(), begin, log.facts.st_size, count) : "";
+}
+
+void LogPlace::showLinesBefore(std::size_t count) const {
+    if (file)
+        show(file.get(), beginOfLines(file.get(), 0, position, count), position);
 }
 
 void LogPlace::follow() {
     constexpr std::chrono::milliseconds pause{200};
-    for (;;) {
-        const OpenLog log = openLogFile(name);
-        if (log.file) {
-            // A log that was turned over, or cut, begins anew.
-            if (log.facts.st_ino != file || log.facts.st_size < position)
-                position = 0;
-            file = log.facts.st_ino;
-            std::cout << readFrom(log.file.get(), position, log.facts.st_size) << std::flush;
-            position = log.facts.st_size;
+    for (;; std::this_thread::sleep_for(pause)) {
+        OpenLog log(name);
+        // What was written to a log before it was turned over still belongs to it.
+        showRest();
+        if (log.file && (!file || log.facts.st_ino != inode)) {
+            file = std::move(log.file);
+            inode = log.facts.st_ino;
+            position = 0;
+            showRest();
         }
-        std::this_thread::sleep_for(pause);
     }
+}
+
+void LogPlace::showRest() {
+    struct stat facts {};
+    if (!file || fstat(file.get(), &facts) != 0)
+        return;
+    // A log that was cut begins anew.
+    show(file.get(), facts.st_size < position ? 0 : position, facts.st_size);
+    position = facts.st_size;
 }
 
 }  // namespace Sorvex::tools

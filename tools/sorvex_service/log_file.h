@@ -3,28 +3,36 @@
 
 #include <string>
 
-#include <sys/types.h>
+#include <sys/stat.h>
+
+#include "platform/posix/base/descriptor.h"
 
 namespace Sorvex::tools {
 
-/// The last lines of a log; empty when there is none. Of a very long log only the end is read.
-std::string lastLines(const std::string& file, std::size_t count);
-
-/// A place in a log that may be turned over.
+/// The end of a log as it was when this object was made, whatever becomes of the log. There may be
+/// no log at all.
 class LogPlace {
 public:
-    /// The end of the log as it is now.
     explicit LogPlace(const std::string& file);
 
-    /// What was written behind the place, in at most this many last lines.
+    /// The last lines ahead of the place. Of very long ones only the end is read.
+    std::string linesBefore(std::size_t count) const;
+
+    /// What was written behind it, in at most this many last lines.
     std::string linesSince(std::size_t count) const;
 
-    /// Writes what follows to the standard output as it comes, for ever.
+    /// Writes the last lines ahead of the place to the standard output.
+    void showLinesBefore(std::size_t count) const;
+
+    /// Writes what follows as it comes, for ever.
     [[noreturn]] void follow();
 
 private:
+    void showRest();
+
     std::string name;
-    ino_t file = 0;
+    platform::Descriptor file;
+    ino_t inode = 0;
     off_t position = 0;
 };
 

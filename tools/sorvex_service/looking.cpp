@@ -178,7 +178,7 @@ void tell(const std::vector<ServiceFacts>& all, const ServiceFacts& service) {
     row("needed by", joined(relations.dependents));
     row("log", service.log);
     std::cout << onOneLine(configuration.name) << '\n'
-              << asTable(rows) << lastLines(service.log, linesOfStatus);
+              << asTable(rows) << LogPlace(service.log).linesBefore(linesOfStatus);
 }
 
 }  // namespace
@@ -217,7 +217,7 @@ int log(const Arguments& arguments) {
     if (!service)
         fail(name, platform::GetLastError());
     LogPlace place(service->log);
-    std::cout << lastLines(service->log, lines) << std::flush;
+    place.showLinesBefore(lines);
     if (arguments.has("--follow"))
         place.follow();
     return exitDone;
