@@ -46,12 +46,17 @@ _sorvex_service() {
             COMPREPLY=()
             ;;
     esac
-    # Names may hold blanks, so each is a line of its own and quoted where it needs to be.
+    # Names may hold blanks, so each is a line of its own and quoted as the word that is completed. No
+    # name holds a backslash, and one with control characters is better typed by hand.
     mapfile -t names < <(sorvex-service list --json 2>/dev/null |
-        sed -n 's/^{"name": "\(\([^"\\]\|\\.\)*\)".*/\1/p' | sed 's/\\\(["\\]\)/\1/g')
-    local name
+        sed -n 's/^{"name": "\(\([^"\\]\|\\.\)*\)".*/\1/p' | sed '/\\u/d; s/\\"/"/g')
+    local name typed=${current//\\/}
     for name in "${names[@]}"; do
-        [[ $name == "$current"* ]] && COMPREPLY+=("$(printf %q "$name")")
+        case $current in
+            \"*) [[ $name == "${typed:1}"* && $name != *[\"\$\`]* ]] && COMPREPLY+=("$name") ;;
+            \'*) [[ $name == "${typed:1}"* && $name != *\'* ]] && COMPREPLY+=("$name") ;;
+            *) [[ $name == "$typed"* ]] && COMPREPLY+=("$(printf %q "$name")") ;;
+        esac
     done
 }
 

@@ -101,3 +101,16 @@ expect 0 "plain one is removed" "$tool" remove "plain one"
 # What can't be written is a failure.
 expect 1 "the output can't be written" bash -c '"$tool" list >/dev/full'
 expect 1 "" bash -c '"$tool" list >&-'
+
+# Completion, of names with blanks too.
+add "Two Words" plain
+PATH="$(dirname "$tool"):$PATH"
+source "$here/../../tools/sorvex-service.bash"
+completed() {
+    COMP_WORDS=(sorvex-service "$@") COMP_CWORD=$#
+    _sorvex_service || true
+    echo "${COMPREPLY[*]}"
+}
+for word in 'Tw' 'Two\ W'; do expect 0 'Two\ Words' completed start "$word"; done
+expect 0 'Two Words' completed start '"Two '
+expect 0 'status start start-automatic' completed sta

@@ -16,6 +16,7 @@ if [ "${1:-}" != --inside ]; then
 fi
 
 script=$2
+here=$(dirname "$script")
 export tool=$3 service=$4
 for place in /var/lib /var/log /run; do
     mount -t tmpfs -o mode=755 none "$place"
