@@ -51,9 +51,14 @@ bool writeWhole(int file, const void* source, std::size_t size) {
     return retried([&] { return write(file, source, size); }) == static_cast<ssize_t>(size);
 }
 
+// The starter gives its words at once. When it dies, the end of the pipe may go unnoticed: children
+// that other threads of it are just forking have the pipe too, and may wait for their own likewise.
 bool awaitWord(int file) {
+    constexpr int longestWait = 30000;  // ms
+    pollfd watched{file, POLLIN, 0};
     char word = 0;
-    return readWhole(file, &word, sizeof word);
+    return retried([&] { return poll(&watched, 1, longestWait); }) > 0 &&
+           readWhole(file, &word, sizeof word);
 }
 
 void giveWord(const Pipe& pipe) {
