@@ -91,21 +91,21 @@ HANDLE CreateEventA(const void* /*attributes*/, BOOL manualReset, BOOL initialSt
                     const char* name) {
     if (manualReset == FALSE)
         return failWith(ERROR_NOT_SUPPORTED);
-    auto arrival = NamedEvent::Arrival::created;
     HANDLE event = nullptr;
+    bool isNew = true;
     if (name == nullptr || *name == '\0') {
         event = newEvent(initialState);
     } else if (isTooLong(name)) {
         return failWith(ERROR_FILENAME_EXCED_RANGE);
     } else {
-        auto named = NamedEvent::create(EventHome::ofUser(), name, initialState != FALSE, arrival);
+        auto named = NamedEvent::create(EventHome::ofUser(), name, initialState != FALSE);
         if (named == nullptr)
             return failWithErrno();
+        isNew = named->isNew();
         event = newEvent(std::move(named));
     }
     if (event != nullptr)
-        SetLastError(arrival == NamedEvent::Arrival::created ? ERROR_SUCCESS
-                                                             : ERROR_ALREADY_EXISTS);
+        SetLastError(isNew ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
     return event;
 }
 

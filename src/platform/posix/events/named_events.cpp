@@ -162,42 +162,31 @@ std::string eventPath(const char* name) {
     return path;
 }
 
-std::unique_ptr<NamedEvent> NamedEvent::create(const EventHome& home, const char* name, bool posted,
-                                               Arrival& arrival) {
+std::unique_ptr<NamedEvent> NamedEvent::find(const EventHome& home, const char* name,
+                                             bool mayCreate, bool posted) {
     std::unique_ptr<NamedEvent> event(new NamedEvent(home, eventPath(name)));
     const EventDirectory directory(home);
     if (!directory.held())
         return nullptr;
     // Once in each process, which keeps the cost of many events in proportion.
     static constinit std::atomic<bool> cleared{false};
-    if (!cleared.exchange(true, std::memory_order_relaxed))
+    if (mayCreate && !cleared.exchange(true, std::memory_order_relaxed))
         clearAway(directory, home.owner);
-    const Descriptor file = findOrMakeFile(directory.descriptor(), event->path, home.owner);
-    if (!file)
-        return nullptr;
-    const Hold taken = hold(file);
+    const Descriptor file = mayCreate
+                                ? findOrMakeFile(directory.descriptor(), event->path, home.owner)
+                                : findFile(directory.descriptor(), event->path, home.owner);
+    const Hold taken = file ? hold(file) : Hold::none;
     if (taken == Hold::none)
         return nullptr;
-    const bool alone = taken == Hold::alone;
-    arrival = alone ? Arrival::created : Arrival::joined;
-    const bool succeeded = alone ? event->startAlone(directory, file, posted) : event->map(file);
-    return succeeded ? std::move(event) : nullptr;
-}
-
-std::unique_ptr<NamedEvent> NamedEvent::open(const EventHome& home, const char* name) {
-    std::unique_ptr<NamedEvent> event(new NamedEvent(home, eventPath(name)));
-    const EventDirectory directory(home);
-    if (!directory.held())
-        return nullptr;
-    const Descriptor file = findFile(directory.descriptor(), event->path, home.owner);
-    if (!file)
-        return nullptr;
-    const Hold taken = hold(file);
-    if (taken == Hold::alone) {
+    event->created = taken == Hold::alone;
+    if (event->created && !mayCreate) {
         removeFile(directory.descriptor(), event->path);
         errno = ENOENT;
+        return nullptr;
     }
-    return taken == Hold::together && event->map(file) ? std::move(event) : nullptr;
+    const bool succeeded =
+        event->created ? event->startAlone(directory, file, posted) : event->map(file);
+    return succeeded ? std::move(event) : nullptr;
 }
 
 void NamedEvent::clearAway(const EventDirectory& directory, uid_t owner) {

@@ -31,14 +31,16 @@ std::string eventPath(const char* name);
 /// EventDirectory.
 class NamedEvent {
 public:
-    enum class Arrival { created, joined };
-
     /// Creates the event, posted or not, or joins those who hold it; null with errno set.
-    static std::unique_ptr<NamedEvent> create(const EventHome& home, const char* name, bool posted,
-                                              Arrival& arrival);
+    static std::unique_ptr<NamedEvent> create(const EventHome& home, const char* name,
+                                              bool posted) {
+        return find(home, name, true, posted);
+    }
 
     /// Joins those who hold the event; null with errno set, to ENOENT when nobody does.
-    static std::unique_ptr<NamedEvent> open(const EventHome& home, const char* name);
+    static std::unique_ptr<NamedEvent> open(const EventHome& home, const char* name) {
+        return find(home, name, false, false);
+    }
 
     /// Removes what holders left behind that were killed. Nobody misses it, but it would gather.
     static void clearAway(const EventDirectory& directory, uid_t owner);
@@ -48,6 +50,7 @@ public:
     NamedEvent(const NamedEvent&) = delete;
     NamedEvent& operator=(const NamedEvent&) = delete;
 
+    bool isNew() const noexcept { return created; }  ///< Whether nobody held it before.
     EventState& state() const noexcept { return *mapped; }
 
     /// The same for all holders in this process.
@@ -56,12 +59,15 @@ public:
 private:
     NamedEvent(const EventHome& where, std::string file) : home(where), path(std::move(file)) {}
 
+    static std::unique_ptr<NamedEvent> find(const EventHome& home, const char* name, bool mayCreate,
+                                            bool posted);
     bool startAlone(const EventDirectory& directory, const Descriptor& file, bool posted);
     bool map(const Descriptor& file);
 
     EventHome home;
     std::string path;
     EventState* mapped = nullptr;
+    bool created = false;
     std::uint64_t fileNumber = 0;
 };
 
