@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 
 #include <sorvex/bstring.h>
 
@@ -91,14 +90,6 @@ constexpr bool isDigit(char c) noexcept {
     return c >= '0' && c <= '9';
 }
 
-/// The value of a digit of any base up to 36; 36 for another character.
-constexpr unsigned int digitValue(char c) noexcept {
-    if (isDigit(c))
-        return static_cast<unsigned int>(c - '0');
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'z' ? static_cast<unsigned int>(lower - 'a') + 10 : 36;
-}
-
 /// Passes over white space. What is white among the characters beyond ASCII is for the locale to
 /// say.
 const char* skipSpace(const char* text) noexcept {
@@ -119,32 +110,35 @@ bool takeSign(const char*& text) noexcept {
     return negative;
 }
 
-std::int32_t readSigned(const char* text) noexcept {
-    using Limits = std::numeric_limits<std::int32_t>;
-    const char* next = skipSpace(text);
+/// The number that some digits stand for; what 64 bits can't hold is the largest that they can.
+std::uint64_t readMagnitude(const char* digits, const std::string& text, int base) noexcept {
+    std::uint64_t magnitude = 0;
+    const auto result = std::from_chars(digits, text.c_str() + text.size(), magnitude, base);
+    return result.ec == std::errc::result_out_of_range ? UINT64_MAX : magnitude;
+}
+
+std::int32_t readSigned(const std::string& text) noexcept {
+    const char* next = skipSpace(text.c_str());
     const bool negative = takeSign(next);
-    const std::int64_t limit = negative ? -std::int64_t{Limits::min()} : Limits::max();
-    std::int64_t magnitude = 0;
-    for (; isDigit(*next); ++next) {
-        magnitude = magnitude * 10 + (*next - '0');
-        if (magnitude > limit) {
-            errno = ERANGE;
-            return negative ? Limits::min() : Limits::max();
-        }
+    const std::uint64_t limit = negative ? 0x80000000U : 0x7FFFFFFFU;
+    std::uint64_t magnitude = readMagnitude(next, text, 10);
+    if (magnitude > limit) {
+        errno = ERANGE;
+        magnitude = limit;
     }
-    return static_cast<std::int32_t>(negative ? -magnitude : magnitude);
+    return asSigned32(negative ? 0 - magnitude : magnitude);
 }
 
 bool hasHexadecimalPrefix(const char* text) noexcept {
     return text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
 }
 
-std::uint32_t readUnsigned(const char* text, int base) noexcept {
+std::uint32_t readUnsigned(const std::string& text, int base) noexcept {
     if (base < 0 || base == 1 || base > 36) {
         errno = EINVAL;
         return 0;
     }
-    const char* next = skipSpace(text);
+    const char* next = skipSpace(text.c_str());
     const bool negative = takeSign(next);
     // A prefix with no digit behind it reads as the digit 0, so passing over it gives 0 as well.
     const bool prefixed = hasHexadecimalPrefix(next);
@@ -153,14 +147,10 @@ std::uint32_t readUnsigned(const char* text, int base) noexcept {
     if (base == 16 && prefixed)
         next += 2;
 
-    const auto radix = static_cast<unsigned int>(base);
-    std::uint64_t magnitude = 0;
-    for (unsigned int digit = digitValue(*next); digit < radix; digit = digitValue(*++next)) {
-        magnitude = magnitude * radix + digit;
-        if (magnitude > std::numeric_limits<std::uint32_t>::max()) {
-            errno = ERANGE;
-            return std::numeric_limits<std::uint32_t>::max();
-        }
+    const std::uint64_t magnitude = readMagnitude(next, text, base);
+    if (magnitude > UINT32_MAX) {
+        errno = ERANGE;
+        return UINT32_MAX;
     }
     return asUnsigned32(negative ? 0 - magnitude : magnitude);
 }
@@ -198,11 +188,11 @@ BString::BString(unsigned long value) : std::string(wholeNumberRoom) {
 BString::BString(double value) : std::string(NumberText(value).view()) {}
 
 int BString::asInt() const {
-    return readSigned(c_str());
+    return readSigned(*this);
 }
 
 long BString::asLong() const {
-    return readSigned(c_str());
+    return readSigned(*this);
 }
 
 float BString::asFloat() const {
@@ -224,7 +214,7 @@ double BString::asDouble() const {
 }
 
 unsigned long BString::asUnsigned(int base) const {
-    return readUnsigned(c_str(), base);
+    return readUnsigned(*this, base);
 }
 
 }  // namespace Sorvex
