@@ -124,9 +124,7 @@ struct VersionImage {
         std::string tree;
         std::string data;
         makeTree(tree, data);
-        std::string image = headers(tree, data);
-        image.resize(directories);
-        image += tree;
+        std::string image = headers(tree.size(), data.size()) + tree;
         if (hasDataSection)
             pad(image, 0x200);
         return image + data;
@@ -159,45 +157,37 @@ private:
         return std::string(14, '\0') + word(entries);
     }
 
-    std::string headers(const std::string& tree, const std::string& data) const {
-        std::string image = "MZ";
-        image.resize(0x3C);
-        image += doubleWord(imageHeader);
-        image += std::string("PE\0\0", 4) + word(is64 ? 0x8664 : 0x14C) +
-                 word(hasDataSection ? 2 : 1) + std::string(12, '\0') +
-                 word(static_cast<std::uint32_t>(optionalSize())) + word(0x2102);
-        image += optionalHeader();
-        const auto treeSize = static_cast<std::uint32_t>(tree.size());
-        const auto dataSize = static_cast<std::uint32_t>(data.size());
-        const std::uint32_t paddedTree = (treeSize + 0x1FF) / 0x200 * 0x200;
-        if (!hasDataSection)
-            return image + section(".rsrc", sectionAddress, treeSize + dataSize, directories);
-        return image + section(".rsrc", sectionAddress, treeSize, directories) +
-               section(".data", dataAddress, dataSize, directories + paddedTree);
-    }
-
-    std::string optionalHeader() const {
-        std::string header = word(is64 ? 0x20B : 0x10B);
-        header.resize(32);
-        header += doubleWord(0x1000) + doubleWord(0x200);  // alignment in memory, in the file
-        header += std::string(8, '\0') + word(4) + word(0);
-        header.resize(56);
-        header += doubleWord(0x10000) + doubleWord(directories);  // in memory, of the headers
-        header.resize(is64 ? 108 : 92);
-        header += doubleWord(16);
-        header.resize(header.size() + 16);
-        header += doubleWord(sectionAddress) + doubleWord(0x1000);
-        header.resize(optionalSize());
-        return header;
-    }
-
-    static std::string section(const char* name, std::uint32_t address, std::uint32_t size,
-                               std::size_t offset) {
-        std::string header = name;
-        header.resize(8);
-        return header + doubleWord(size) + doubleWord(address) + doubleWord(size) +
-               doubleWord(static_cast<std::uint32_t>(offset)) + std::string(12, '\0') +
-               doubleWord(0x40000040);
+    std::string headers(std::size_t treeSize, std::size_t dataSize) const {
+        constexpr std::size_t optional = imageHeader + 24;
+        std::string image(directories, '\0');
+        const auto put = [&image](std::size_t place, const std::string& bytes) {
+            image.replace(place, bytes.size(), bytes);
+        };
+        const auto putSection = [&](std::size_t place, const char* title, std::uint32_t address,
+                                    std::size_t bytes, std::size_t offset) {
+            const std::string size = doubleWord(static_cast<std::uint32_t>(bytes));
+            put(place, title);
+            put(place + 8,
+                size + doubleWord(address) + size + doubleWord(static_cast<std::uint32_t>(offset)));
+            put(place + 36, doubleWord(0x40000040));
+        };
+        put(0, "MZ");
+        put(0x3C, doubleWord(imageHeader));
+        put(imageHeader, "PE");
+        put(imageHeader + 4, word(is64 ? 0x8664 : 0x14C) + word(hasDataSection ? 2 : 1));
+        put(imageHeader + 20, word(static_cast<std::uint32_t>(optionalSize())) + word(0x2102));
+        put(optional, word(is64 ? 0x20B : 0x10B));
+        put(optional + 32, doubleWord(0x1000) + doubleWord(0x200));  // alignment: memory, file
+        put(optional + 48, word(4));
+        put(optional + 56, doubleWord(0x10000) + doubleWord(directories));  // in memory, of headers
+        put(resourceDirectoryEntry() - 20, doubleWord(16));
+        put(resourceDirectoryEntry(), doubleWord(sectionAddress) + doubleWord(0x1000));
+        putSection(sectionTable(), ".rsrc", sectionAddress,
+                   treeSize + (hasDataSection ? 0 : dataSize), directories);
+        if (hasDataSection)
+            putSection(sectionTable() + sectionSize, ".data", dataAddress, dataSize,
+                       directories + (treeSize + 0x1FF) / 0x200 * 0x200);
+        return image;
     }
 };
 
