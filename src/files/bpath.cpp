@@ -1,7 +1,9 @@
 #include <sorvex/bpath.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "files/path_information.h"
-#include "files/path_text.h"
 #include "platform/platform.h"
 #include "strings/failure.h"
 
@@ -16,6 +18,26 @@ constexpr std::size_t fullNameSize = 260;
 void makeFullName(char (&buffer)[fullNameSize], const char* name) {
     if (platform::_fullpath(buffer, name, fullNameSize) == nullptr)
         failure::raiseWithErrno("BPath::fullName(): can not get full name ", name);
+}
+
+// A name in two pieces, of any length, that make it up again.
+struct SplitName {
+    std::string_view place;  // drive and directory, with the separator at its end
+    std::string_view file;   // the file's name with its extension
+};
+
+// Splits a name behind its last separator, or else behind its drive: any character and a colon.
+SplitName splitName(std::string_view name) noexcept {
+    const std::size_t drive = name.size() > 1 && name[1] == ':' ? 2 : 0;
+    std::size_t start = name.size();
+    while (start > drive && name[start - 1] != '\\' && name[start - 1] != '/')
+        --start;
+    return {name.substr(0, start), name.substr(start)};
+}
+
+// Where the extension of a file's name begins: at its last dot, or at its end.
+std::size_t extensionStart(std::string_view file) noexcept {
+    return std::min(file.rfind('.'), file.size());
 }
 
 // The same as TimeStamp(long) gives, also for seconds beyond its 32 bits.
