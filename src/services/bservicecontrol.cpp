@@ -2,7 +2,6 @@
 
 #include "platform/platform.h"
 #include "platform/width.h"
-#include "services/subject.h"
 #include "strings/failure.h"
 
 namespace Sorvex {
@@ -20,8 +19,7 @@ BServiceControl::BServiceControl(BServiceControlManager& manager, const char* se
     : serviceHandle(platform::OpenServiceA(platformHandle(manager.handle()), serviceName,
                                            asUnsigned32(access))) {
     if (serviceHandle == nullptr)
-        failure::raiseFor("BServiceControl::BServiceControl(): OpenService() ",
-                          subject(serviceName));
+        failure::raiseFor("BServiceControl::BServiceControl(): OpenService() ", serviceName);
 }
 
 BServiceControl::BServiceControl(BServiceControlManager& manager, const char* serviceName,
@@ -35,8 +33,7 @@ BServiceControl::BServiceControl(BServiceControlManager& manager, const char* se
           asUnsigned32(serviceType), asUnsigned32(startType), asUnsigned32(errorControl),
           binaryPathName, loadOrderGroup, nullptr, dependencies, serviceStartName, password)) {
     if (serviceHandle == nullptr)
-        failure::raiseFor("BServiceControl::BServiceControl(): CreateService() ",
-                          subject(serviceName));
+        failure::raiseFor("BServiceControl::BServiceControl(): CreateService() ", serviceName);
 }
 
 BServiceControl::~BServiceControl() {

@@ -2,7 +2,6 @@
 
 #include "platform/platform.h"
 #include "platform/width.h"
-#include "services/subject.h"
 #include "strings/failure.h"
 
 namespace Sorvex {
@@ -23,7 +22,7 @@ BServiceControlManager::BServiceControlManager(const char* machineName, const ch
     : managerHandle(platform::OpenSCManagerA(machineName, databaseName, asUnsigned32(access))) {
     if (managerHandle == nullptr)
         failure::raiseFor("BServiceControlManager::BServiceControlManager(): OpenSCManager() ",
-                          subject(databaseName));
+                          databaseName);
 }
 
 BServiceControlManager::~BServiceControlManager() {
@@ -36,7 +35,7 @@ std::string BServiceControlManager::getDisplayName(const char* keyName) {
     platform::DWORD length = nameBufferSize;
     if (!platform::GetServiceDisplayNameA(platformHandle(managerHandle), keyName, buffer, &length))
         failure::raiseFor("BServiceControlManager::getDisplayName(): GetServiceDisplayName() ",
-                          subject(keyName));
+                          keyName);
     return buffer;
 }
 
@@ -45,7 +44,7 @@ std::string BServiceControlManager::getKeyName(const char* displayName) {
     platform::DWORD length = nameBufferSize;
     if (!platform::GetServiceKeyNameA(platformHandle(managerHandle), displayName, buffer, &length))
         failure::raiseFor("BServiceControlManager::getKeyName(): GetServiceKeyName() ",
-                          subject(displayName));
+                          displayName);
     return buffer;
 }
 

@@ -40,6 +40,10 @@ void raiseFor(const char* literal, const std::string& subject) {
     throw std::runtime_error(literal + subject);
 }
 
+void raiseFor(const char* literal, const char* subject) {
+    raiseFor(literal, std::string(subject == nullptr ? "" : subject));
+}
+
 void raiseLogicFor(const char* literal, const std::string& subject) {
     throw std::logic_error(literal + subject);
 }

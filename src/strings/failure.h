@@ -15,6 +15,8 @@ namespace Sorvex::failure {
 
 /// Throws std::runtime_error: the literal, the subject.
 [[noreturn]] void raiseFor(const char* literal, const std::string& subject);
+/// The same of a subject that may be null, which adds nothing.
+[[noreturn]] void raiseFor(const char* literal, const char* subject);
 
 /// The same as std::logic_error, for an argument that no caller may pass.
 [[noreturn]] void raiseLogicFor(const char* literal, const std::string& subject);
