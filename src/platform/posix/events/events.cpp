@@ -11,13 +11,31 @@
 
 #include "platform/posix/base/errors.h"
 #include "platform/posix/base/handles.h"
+#include "platform/posix/base/sanitizers.h"
 #include "platform/posix/events/event_state.h"
-#include "platform/posix/events/happens_before.h"
 #include "platform/posix/events/named_events.h"
+#if SORVEX_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+#endif
 
 namespace Sorvex::platform {
 
 namespace {
+
+// Tells the thread sanitizer of orders that it can't see: those that the kernel makes when it
+// changes a word, and those between two addresses of the same shared memory. What a thread does
+// before orderBefore comes before what any does behind orderAfter of the same key.
+void orderBefore([[maybe_unused]] void* key) noexcept {
+#if SORVEX_THREAD_SANITIZER
+    __tsan_release(key);
+#endif
+}
+
+void orderAfter([[maybe_unused]] void* key) noexcept {
+#if SORVEX_THREAD_SANITIZER
+    __tsan_acquire(key);
+#endif
+}
 
 // Stands for a named event, which may be mapped at several addresses, in orders between threads.
 void* orderKey(std::uint64_t identity) noexcept {
