@@ -6,11 +6,56 @@
 
 #include <sorvex/bstring.h>
 
-#include "files/walk_cursor.h"
+#include "files/cursor_record.h"
 #include "platform/platform.h"
 #include "strings/failure.h"
 
 namespace Sorvex {
+
+// One level of a walk over a directory tree. It lists as its base does, but a nested level starts
+// from the entry that the level above stands on, and not from that entry's name; `above` is null at
+// the start of a walk.
+class WalkCursor : public BPathCursor {
+public:
+    using BPathCursor::BPathCursor;
+
+    // Starts on the entries of a directory that is to be emptied, which must not be the root of the
+    // file system.
+    void startToEmpty() {
+        if (prepare())
+            settleUnlessRoot(platform::findFirstToEmpty(directoryPath.c_str(),
+                                                        searchPattern.c_str(), findData.get()));
+    }
+
+    // The same of one that is to be removed.
+    void startToRemove(const WalkCursor* above) {
+        if (prepare())
+            settleUnlessRoot(platform::findFirstToRemove(searchOf(above), directoryPath.c_str(),
+                                                         findData.get()));
+    }
+
+    // Starts on the entries of a directory that is to be copied.
+    void startToCopy(const WalkCursor* above) {
+        if (prepare())
+            settle(
+                platform::findFirstToCopy(searchOf(above), directoryPath.c_str(), findData.get()));
+    }
+
+    bool isOnDotEntry() const noexcept { return isOnDots(); }
+    void* search() const noexcept { return findHandle; }
+
+private:
+    static void* searchOf(const WalkCursor* above) noexcept {
+        return above == nullptr ? nullptr : above->findHandle;
+    }
+
+    void settleUnlessRoot(void* found) {
+        if (found == INVALID_HANDLE_VALUE && platform::GetLastError() == ERROR_CURRENT_DIRECTORY)
+            failure::raiseWithErrno("BDirectory::remove(): error removing directory ",
+                                    directoryPath);
+        settle(found);
+    }
+};
 
 namespace {
 
