@@ -43,10 +43,6 @@ BOOL success() {
     return host.succeeds ? 7 : FALSE;
 }
 
-FILETIME fileTime(std::uint64_t ticks) {
-    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
-}
-
 }  // namespace
 
 namespace Sorvex::platform {
@@ -65,15 +61,15 @@ BOOL TerminateThread(HANDLE /*thread*/, DWORD exitCode) {
 
 BOOL GetThreadTimes(HANDLE /*thread*/, FILETIME* creation, FILETIME* exit, FILETIME* kernel,
                     FILETIME* user) {
-    *creation = fileTime(host.creation);
-    *exit = fileTime(UINT64_MAX);
-    *kernel = fileTime(host.kernel);
-    *user = fileTime(host.user);
+    *creation = fileTimeOf(host.creation);
+    *exit = fileTimeOf(UINT64_MAX);
+    *kernel = fileTimeOf(host.kernel);
+    *user = fileTimeOf(host.user);
     return TRUE;
 }
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* /*systemTime*/, FILETIME* time) {
-    *time = fileTime(host.now);
+    *time = fileTimeOf(host.now);
     return TRUE;
 }
 

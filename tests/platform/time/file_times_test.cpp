@@ -18,10 +18,6 @@ using platform::SYSTEMTIME;
 
 constexpr std::uint64_t ticksTo1970 = 116'444'736'000'000'000;
 
-FILETIME fileTime(std::uint64_t ticks) {
-    return {static_cast<platform::DWORD>(ticks), static_cast<platform::DWORD>(ticks >> 32)};
-}
-
 TEST(FileTimes, HaveACalendarForm) {
     const std::pair<std::uint64_t, SYSTEMTIME> cases[] = {
         {0, {1601, 1, 1, 1, 0, 0, 0, 0}},
@@ -30,7 +26,7 @@ TEST(FileTimes, HaveACalendarForm) {
         {9'223'149'887'999'990'000, {30827, 12, 5, 31, 23, 59, 59, 999}},
     };
     for (const auto& [ticks, expected] : cases) {
-        FILETIME time = fileTime(ticks);
+        FILETIME time = platform::fileTimeOf(ticks);
         SYSTEMTIME calendar{};
         EXPECT_TRUE(platform::FileTimeToSystemTime(&time, &calendar));
         EXPECT_EQ(std::memcmp(&calendar, &expected, sizeof calendar), 0) << ticks;
@@ -40,8 +36,8 @@ TEST(FileTimes, HaveACalendarForm) {
 }
 
 TEST(FileTimes, RefuseWhatHasNoCounterpart) {
-    const FILETIME tooLate = fileTime(0x8000000000000000);
-    FILETIME untouched = fileTime(7);
+    const FILETIME tooLate = platform::fileTimeOf(0x8000000000000000);
+    FILETIME untouched = platform::fileTimeOf(7);
     SYSTEMTIME calendar{};
     EXPECT_FALSE(platform::FileTimeToSystemTime(&tooLate, &calendar));
     EXPECT_FALSE(platform::FileTimeToLocalFileTime(&tooLate, &untouched));

@@ -91,10 +91,6 @@ void startAsNormal(ThreadRecord& record) noexcept {
     });
 }
 
-FILETIME asFileTime(std::uint64_t ticks) noexcept {
-    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
-}
-
 // What the host tells of another thread.
 bool readProcessorTimes(pid_t thread, ProcessorTimes& times) noexcept {
     constexpr int userTimeField = 14;
@@ -179,10 +175,10 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
         return failWithErrno();
     if (!running)
         times = record->finalTimes;
-    *creation = asFileTime(record->creationTime);
-    *exit = asFileTime(running ? 0 : record->exitTime);
-    *kernel = asFileTime(times.kernel);
-    *user = asFileTime(times.user);
+    *creation = fileTimeOf(record->creationTime);
+    *exit = fileTimeOf(running ? 0 : record->exitTime);
+    *kernel = fileTimeOf(times.kernel);
+    *user = fileTimeOf(times.user);
     return TRUE;
 }
 

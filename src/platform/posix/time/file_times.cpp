@@ -26,10 +26,6 @@ constexpr std::uint64_t ticksLimit = std::uint64_t{1} << 63;
 constexpr sys_days firstDay{std::chrono::year{1601} / 1 / 1};
 constexpr int lastYear = 30827;
 
-FILETIME fileTimeOf(std::uint64_t ticks) {
-    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-}
-
 // Seconds east of UTC at an instant. Where the host's time_t ends early, its last instant decides.
 std::int64_t zoneOffsetAt(std::int64_t seconds) {
     const auto instant = static_cast<time_t>(std::clamp<std::int64_t>(

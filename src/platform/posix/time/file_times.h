@@ -29,6 +29,11 @@ struct SYSTEMTIME {
 /// 1601 becomes the first file time, what lies behind the last calendar time becomes that.
 FILETIME fileTimeFromHost(std::int64_t seconds, std::uint32_t nanoseconds) noexcept;
 
+/// A count of 100 ns in its two halves.
+constexpr FILETIME fileTimeOf(std::uint64_t ticks) noexcept {
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
 /// The two halves as one count of 100 ns.
 constexpr std::uint64_t fileTimeTicks(const FILETIME& time) noexcept {
     return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
