@@ -26,7 +26,6 @@
 #include "platform/posix/base/kernel_files.h"
 #include "platform/posix/events/named_events.h"
 #include "support/child_process.h"
-#include "support/killed_process.h"
 #include "support/process_facts.h"
 #include "support/stress.h"
 #include "support/temporary_directory.h"

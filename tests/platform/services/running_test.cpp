@@ -26,7 +26,6 @@
 #include "platform/posix/services/start.h"
 #include "platform/services/services_fixture.h"
 #include "support/child_process.h"
-#include "support/killed_process.h"
 #include "support/process_facts.h"
 
 namespace Sorvex::testing {
