@@ -21,8 +21,8 @@ namespace Sorvex::platform {
 
 namespace {
 
-// Opens the directory of that name if it belongs to the owner, and shuts others out if they have
-// been let in. ENOENT: there is none; EEXIST: it is another user's, or no directory.
+// Opens the directory of that name if its facts (stat) say that it is the owner's, and shuts others
+// out if they have been let in. ENOENT: there is none; EEXIST: it is another's, or no directory.
 Descriptor openOwn(int parent, const std::string& name, uid_t owner) {
     struct stat facts {};
     if (fstatat(parent, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)

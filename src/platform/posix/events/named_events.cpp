@@ -34,8 +34,8 @@ bool statIn(int directory, const std::string& path, struct stat& facts) noexcept
     return fstatat(directory, path.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-// Whether a directory entry can be the file of an event: nothing that leads elsewhere, and nothing
-// that also has another name, which would be written to.
+// Whether a directory entry, by its facts (stat), can be the file of an event: nothing that leads
+// elsewhere, and nothing that also has another name, which would be written to.
 bool isEventFile(const struct stat& facts, uid_t owner) noexcept {
     return S_ISREG(facts.st_mode) && facts.st_uid == owner && facts.st_nlink == 1 &&
            (facts.st_mode & 07777) == 0600;

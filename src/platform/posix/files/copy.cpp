@@ -342,7 +342,7 @@ bool isTaken(EntryAt target, std::uint64_t size) noexcept {
     return size > smallSize && factsOf(target, AT_SYMLINK_NOFOLLOW, facts);
 }
 
-// What a new file takes from its source beside the contents, and how it gets its name.
+// What a new file takes from its source beside the contents (of its stat), and how it is named.
 struct Finish {
     struct statx facts;
     Owner owner;

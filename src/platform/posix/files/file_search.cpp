@@ -18,7 +18,7 @@ constexpr std::size_t blockCapacity = 32768;
 
 constexpr DWORD sizeShift = 32;
 
-// The facts that the record has: the time of the last change stands in where birth isn't kept.
+// The facts (stat) of the record: the time of the last change stands in where birth isn't kept.
 bool lookAt(EntryAt entry, struct statx& facts) noexcept {
     return factsOf(entry, AT_SYMLINK_NOFOLLOW, facts,
                    STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_CTIME |
