@@ -10,6 +10,7 @@
 
 #include "messages/conversion.h"
 #include "platform/platform.h"
+#include "strings/formatting.h"
 
 namespace Sorvex::catalogue {
 
@@ -71,8 +72,10 @@ bool findTypes(std::string_view text, std::vector<ValueType>& types) {
            std::find(types.begin(), types.end(), ValueType::none) == types.end();
 }
 
-/// A list of values that can be handed on.
+/// A copy of a list of values that can be handed on.
 struct List {
+    explicit List(va_list source) { va_copy(values, source); }
+    ~List() { va_end(values); }
     va_list values;
 };
 
@@ -187,18 +190,21 @@ void writeText(Output& output, std::string_view text, Write write) {
 const char* formatWithValues(char (&block)[blockSize], const std::string& text, va_list values) {
     const int errorToShow = errno;
     Output output(block);
+    List list(values);
+    FormatBuffer whole;
+    if (FormatBuffer::isPlain(text.c_str()) && whole.formatPlain(text.c_str(), values)) {
+        output.append(whole.text());
+        return block;
+    }
     std::vector<ValueType> types;
     if (!findTypes(text.c_str(), types)) {
         output.append(text.c_str());
         return block;
     }
-    List list;
-    va_copy(list.values, values);
     std::vector<Value> taken;
     taken.reserve(types.size());
     for (const ValueType type : types)
         take(type, list, taken);
-    va_end(list.values);
 
     Places places;
     const auto numberOf = [&](const Conversion::Slot& slot, int given) {

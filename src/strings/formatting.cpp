@@ -32,8 +32,15 @@ FormatBuffer::Outcome FormatBuffer::format(const char* format, va_list values) {
     return count < 0 ? Outcome::failed : Outcome::whole;
 }
 
-/// Formats what most formats consist of and what looks the same in every locale. False for all
-/// else, and when the text does not fit: the runtime has the last word then.
+bool FormatBuffer::isPlain(const char* format) noexcept {
+    while ((format = std::strchr(format, '%')) != nullptr) {
+        if (format[1] == '\0' || std::strchr("sduc", format[1]) == nullptr)
+            return false;
+        format += 2;
+    }
+    return true;
+}
+
 bool FormatBuffer::formatPlain(const char* format, va_list values) noexcept {
     length = 0;
     for (bool fits = true; fits; ++format) {
