@@ -416,8 +416,9 @@ TEST_F(RunningServiceTest, RunsTwoServicesInOneProcess) {
     starter.join();
     EXPECT_EQ(query("left").state(), SERVICE_RUNNING);
     // So does one that has given up its rights, and can't take another service.
-    if (geteuid() == 0)
+    if (geteuid() == 0) {
         EXPECT_EQ(send("left", 133), 0U);
+    }
     EXPECT_TRUE(runs("right"));
     EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "run/services/.shared"));
 }
