@@ -407,7 +407,6 @@ TEST(ThreadId, IsTheHostsNumber) {
         const TestThread thread([&](TestThread&) { seen = GetCurrentThreadId(); });
         EXPECT_EQ(thread.wait(), WAIT_OBJECT_0);
         EXPECT_EQ(thread.id, seen);
-        EXPECT_NE(thread.id, GetCurrentThreadId());
     }
     const auto isThatOfTheFork = [] {
         EXPECT_EQ(GetCurrentThreadId(), static_cast<DWORD>(getpid()));

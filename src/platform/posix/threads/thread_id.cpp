@@ -22,7 +22,7 @@ bool seesForks() noexcept {
 }  // namespace
 
 DWORD GetCurrentThreadId() noexcept {
-    if (knownThreadId == 0 || !seesForks())
+    if (!seesForks() || knownThreadId == 0)
         knownThreadId = static_cast<DWORD>(gettid());
     return knownThreadId;
 }
