@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -34,6 +35,7 @@ namespace {
 using namespace Sorvex;
 using namespace Sorvex::platform;
 using namespace Sorvex::testing;
+using std::chrono::steady_clock;
 
 // Sanitizers keep memory of their own for each thread, and call their runtime everywhere.
 #if SORVEX_THREAD_SANITIZER || defined(__SANITIZE_ADDRESS__)
@@ -280,7 +282,7 @@ TEST(TerminateThread, LeavesTheProcessUsable) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.place);
         const auto stopAmid = [&] {
-            alarm(120);
+            alarm(60);
             ASSERT_NE(std::freopen("/dev/null", "w", stdout), nullptr);
             c.work();
             const std::size_t descriptors = openDescriptors();
@@ -288,7 +290,9 @@ TEST(TerminateThread, LeavesTheProcessUsable) {
                 for (self.arrival.count_down();;)
                     c.work();
             };
-            for (int round = 0; round < stressRounds(50, 3); ++round) {
+            const auto limit =
+                steady_clock::now() + std::chrono::milliseconds(stressRounds(200, 15));
+            while (steady_clock::now() < limit) {
                 TestThread first(work);
                 TestThread second(work);
                 first.arrival.wait();

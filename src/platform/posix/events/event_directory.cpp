@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/directory_entries.h"
+#include "platform/posix/base/termination_shield.h"
 
 namespace Sorvex::platform {
 
@@ -119,13 +120,18 @@ SignalBlock::SignalBlock() noexcept {
 }
 
 SignalBlock::~SignalBlock() {
+    // The end that was asked for meanwhile comes behind the call, which is no place for it.
+    const TerminationShield shield;
     const int error = errno;
     changeSignals(&before, nullptr);
     errno = error;
 }
 
 void SignalBlock::rest() const noexcept {
-    changeSignals(&before, nullptr);
+    {
+        const TerminationShield shield;
+        changeSignals(&before, nullptr);
+    }
     const timespec moment{0, 100000};
     clock_nanosleep(CLOCK_MONOTONIC, 0, &moment, nullptr);
     const std::uint64_t all = ~std::uint64_t{0};

@@ -10,7 +10,8 @@
 // cancelling of threads, is passed on to its handler.
 //
 // A thread that may hold a lock of the whole process, by the place where the signal meets it, goes
-// on and is met again a moment later.
+// on and is met again a moment later, by a timer of its own: on a busy machine the thread that wants
+// the end would come too seldom.
 #include "platform/posix/threads/thread_end.h"
 
 #include <atomic>
@@ -87,7 +88,7 @@ void handleEndSignal(int number, siginfo_t* information, void* context) {
         if (!TerminationShield::putsOff(endThisThread)) {
             if (!interruptsSharedCode(context) || isOutOfPatience())
                 endThisThread();
-            record->putOffEnd();
+            record->meetAgain(endSignal);
         }
         errno = error;
         return;
@@ -143,20 +144,14 @@ void sendEndSignal(pid_t thread) noexcept {
 void endThread(ThreadRecord& thread) noexcept {
     // How long a thread is given to answer a signal before the next one, in milliseconds.
     constexpr DWORD longestAnswer = 10;
-    // One that has put off its end must get on, or the next signal meets it in the same place.
-    constexpr timespec timeToGetOn{0, 20'000};
 
     findSharedCode();
     thread.requestEnd();
-    // The request is repeated for a thread that stood in a bad place or hasn't begun, for the
-    // moment in which the C library puts its own handler in place, and for a full queue of signals.
-    while (!thread.hasEnded()) {
-        const std::uint32_t before = thread.endsPutOff();
+    // The request is repeated for a thread that hasn't begun, for the moment in which the C library
+    // puts its own handler in place, and for a full queue of signals.
+    do
         thread.withHostId(sendEndSignal);
-        thread.waitForAnswer(before, SleepLimit(longestAnswer));
-        if (!thread.hasEnded())
-            clock_nanosleep(CLOCK_MONOTONIC, 0, &timeToGetOn, nullptr);
-    }
+    while (!thread.waitForEnd(SleepLimit(longestAnswer)));
     thread.join();
 }
 

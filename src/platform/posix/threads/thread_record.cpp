@@ -210,8 +210,13 @@ void ThreadRecord::publishEnd() noexcept {
     finalTimes = ownProcessorTimes();
     if ((life.fetch_or(ended) & awaited) != 0)
         futexWakeAll(wordOf(life));
-    // The number stays this thread's as long as somebody uses it; in a forked child nobody does.
-    while (numberUsers != 0 && process == getpid())
+    // A forked child has no timers, and nobody there uses the number.
+    if (process != getpid())
+        return;
+    if (timer != noTimer)
+        syscall(SYS_timer_delete, timer);
+    // The number stays this thread's as long as somebody uses it.
+    while (numberUsers != 0)
         sched_yield();
 }
 
@@ -232,6 +237,21 @@ void ThreadRecord::endNow() noexcept {
     for (;;)
         syscall(SYS_exit, 0);
 #endif
+}
+
+void ThreadRecord::meetAgain(int signal) noexcept {
+    if (timer == noTimer) {
+        sigevent event{};
+        event.sigev_notify = SIGEV_THREAD_ID;
+        event.sigev_signo = signal;
+        event._sigev_un._tid = gettid();
+        // Without a timer the thread is met again by who wants the end.
+        if (syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &timer) != 0)
+            return;
+    }
+    // An interval, which there is none, and the first time; the system call takes long everywhere.
+    constexpr long soon[] = {0, 0, 0, 20'000};
+    syscall(SYS_timer_settime, timer, 0, soon, nullptr);
 }
 
 bool ThreadRecord::sleepWhile(std::uint32_t state, const SleepLimit& limit) noexcept {
@@ -280,17 +300,6 @@ bool ThreadRecord::joinAlone() noexcept {
     joinState.store(joined, std::memory_order_release);
     futexWakeAll(wordOf(joinState));
     return true;
-}
-
-void ThreadRecord::waitForAnswer(std::uint32_t putOffBefore, const SleepLimit& limit) noexcept {
-    std::uint32_t state = life.load(std::memory_order_acquire);
-    while ((state & ended) == 0 && state / onePutOff == putOffBefore && sleepWhile(state, limit))
-        state = life.load(std::memory_order_acquire);
-}
-
-void ThreadRecord::putOffEnd() noexcept {
-    life.fetch_add(onePutOff, std::memory_order_relaxed);
-    futexWakeAll(wordOf(life));
 }
 
 void ThreadRecord::closeHandle() noexcept {

@@ -70,14 +70,8 @@ public:
     void requestEnd() noexcept { endRequested.store(true); }
     bool isToEnd() const noexcept { return endRequested.load(); }
 
-    /// Tells those who want the end that the thread puts it off, and wakes them.
-    void putOffEnd() noexcept;
-
-    /// How often the thread has put off its end; changes when it does so again.
-    std::uint32_t endsPutOff() const noexcept { return life.load() / onePutOff; }
-
-    /// Sleeps until the thread has ended or put off its end more often than that, or the limit.
-    void waitForAnswer(std::uint32_t putOffBefore, const SleepLimit& limit) noexcept;
+    /// Lets a signal come again when the calling thread, whose record this is, has got on a bit.
+    void meetAgain(int signal) noexcept;
 
     /// Ends the calling thread, whose record this is, at once.
     [[noreturn]] void endNow() noexcept;
@@ -126,10 +120,8 @@ private:
     bool joinAlone() noexcept;
     void release() noexcept;
 
-    // Two bits of the word, and the number of times that the thread has put off its end.
     static constexpr std::uint32_t awaited = 1;  // somebody may be asleep on the word
     static constexpr std::uint32_t ended = 2;
-    static constexpr std::uint32_t onePutOff = 4;
 
     static constexpr std::uint32_t notJoined = 0;
     static constexpr std::uint32_t joining = 1;
@@ -142,6 +134,8 @@ private:
     std::atomic<bool> endRequested{false};
     bool endedByForce = false;
     unsigned endRounds = 0;
+    int timer = noTimer;  // the kernel's number of what meetAgain sets
+    static constexpr int noTimer = -1;
     std::atomic<int> numberUsers{0};
     const pid_t process;
     pthread_t thread{};
