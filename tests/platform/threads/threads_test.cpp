@@ -14,6 +14,7 @@
 #include <latch>
 #include <thread>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -277,6 +278,8 @@ TEST(TerminateThread, LeavesTheProcessUsable) {
              waitpid(child, nullptr, 0);
          }},
         {"the zone", tzset},
+        // Its code at its start and end runs with the loader's lock held.
+        {"a module", [] { dlclose(dlopen(SORVEX_TEST_MODULE, RTLD_NOW)); }},
         {"a named event", [] { CloseHandle(CreateEventA(nullptr, TRUE, TRUE, "sorvex stop")); }},
     };
     for (const auto& c : cases) {

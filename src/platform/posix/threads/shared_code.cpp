@@ -1,7 +1,6 @@
 #include "platform/posix/threads/shared_code.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -12,8 +11,10 @@
 #include <dlfcn.h>
 #include <gnu/libc-version.h>
 #include <link.h>
+#include <pthread.h>
 #include <sys/auxv.h>
 #include <ucontext.h>
+#include <unistd.h>
 #include <unwind.h>
 
 #include "platform/posix/base/termination_shield.h"
@@ -97,73 +98,61 @@ struct Interrupted {
 
 #endif
 
-// A run of addresses with code.
-struct Code {
+struct Range {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
 
     bool holds(std::uintptr_t place) const noexcept { return place >= begin && place < end; }
 };
 
-// The same, as signal handlers of other threads read it. They run after it was stored: the signal
-// that they answer is sent later.
-class SharedCode {
-public:
-    void store(const Code& code) noexcept {
-        begin.store(code.begin, std::memory_order_relaxed);
-        end.store(code.end, std::memory_order_relaxed);
-    }
+// What is stored here can be read once the end of a thread was asked for.
+constinit Range sharedCode[6];
+constinit Range waitForOwnLock;  // of the C library, for one of its own locks
+constinit Range loaderData;
 
-    bool holds(std::uintptr_t place) const noexcept {
-        return Code{begin.load(std::memory_order_relaxed), end.load(std::memory_order_relaxed)}
-            .holds(place);
-    }
-
-private:
-    std::atomic<std::uintptr_t> begin = 0;
-    std::atomic<std::uintptr_t> end = 0;
+struct Module {
+    Range code;
+    Range data;
 };
 
-constinit SharedCode modules[6];
-constinit SharedCode waitForOwnLock;  // of the C library, for one of its own locks
-
-// What the loader is asked for: the module that an address belongs to.
+// What the loader is asked for: the module with code at an address.
 struct ModuleSearch {
     std::uintptr_t address;
-    Code found;
+    Module found;
 };
 
 int examineModule(dl_phdr_info* module, std::size_t /*size*/, void* wanted) {
     auto& search = *static_cast<ModuleSearch*>(wanted);
-    Code code{UINTPTR_MAX, 0};
+    Module seen{{UINTPTR_MAX, 0}, {UINTPTR_MAX, 0}};
     for (unsigned index = 0; index < module->dlpi_phnum; ++index) {
         const ElfW(Phdr)& segment = module->dlpi_phdr[index];
-        if (segment.p_type != PT_LOAD || (segment.p_flags & PF_X) == 0)
+        if (segment.p_type != PT_LOAD || (segment.p_flags & (PF_X | PF_W)) == 0)
             continue;
+        Range& range = (segment.p_flags & PF_X) != 0 ? seen.code : seen.data;
         const std::uintptr_t begin = module->dlpi_addr + segment.p_vaddr;
-        code.begin = std::min(code.begin, begin);
-        code.end = std::max<std::uintptr_t>(code.end, begin + segment.p_memsz);
+        range.begin = std::min(range.begin, begin);
+        range.end = std::max<std::uintptr_t>(range.end, begin + segment.p_memsz);
     }
-    if (!code.holds(search.address))
+    if (!seen.code.holds(search.address))
         return 0;
-    search.found = code;
+    search.found = seen;
     return 1;
 }
 
-Code codeAround(std::uintptr_t address) {
+Module moduleAt(std::uintptr_t address) {
     ModuleSearch search{address, {}};
     dl_iterate_phdr(examineModule, &search);
     return search.found;
 }
 
 template <typename Function>
-Code codeAround(Function* function) {
-    return codeAround(reinterpret_cast<std::uintptr_t>(function));
+Module moduleAt(Function* function) {
+    return moduleAt(reinterpret_cast<std::uintptr_t>(function));
 }
 
 // The one function in which glibc waits for its own locks, and for no others. It looks again when a
 // signal wakes it.
-Code ownLockWait() {
+Range ownLockWait() {
     void* const function = dlsym(RTLD_DEFAULT, "__lll_lock_wait_private");
     Dl_info module{};
     void* symbol = nullptr;
@@ -174,41 +163,61 @@ Code ownLockWait() {
     return {begin, begin + static_cast<const ElfW(Sym)*>(symbol)->st_size};
 }
 
+// Whether the calling thread holds a lock of the loader, which keeps it while it runs constructors
+// and destructors of modules: its locks are the recursive mutexes among its data.
+bool holdsLockOfLoader() noexcept {
+    const pid_t self = gettid();
+    for (std::uintptr_t place = loaderData.begin; place + sizeof(pthread_mutex_t) <= loaderData.end;
+         place += alignof(pthread_mutex_t)) {
+        const auto& mutex = reinterpret_cast<const pthread_mutex_t*>(place)->__data;
+        if (mutex.__owner == self && mutex.__kind == PTHREAD_MUTEX_RECURSIVE_NP &&
+            mutex.__lock != 0 && mutex.__count != 0)
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 void findSharedCode() {
     // A thread that is ended meanwhile would leave the loader's lock.
     const TerminationShield shield;
     static const bool found = [] {
-        const Code own = codeAround(findSharedCode);
+        const Module own = moduleAt(findSharedCode);
         // A program that is linked statically as a whole has no loader; the place where debuggers
         // stop the loader is in its own code then.
-        const Code all[] = {codeAround(gnu_get_libc_version),
-                            codeAround(std::malloc),
-                            codeAround(_r_debug.r_brk),
-                            codeAround(_Unwind_Backtrace),
-                            codeAround(std::terminate),
-                            codeAround(static_cast<std::uintptr_t>(getauxval(AT_SYSINFO_EHDR)))};
-        static_assert(std::size(all) == std::size(modules));
+        const Module loader = moduleAt(_r_debug.r_brk);
+        const Module all[] = {loader,
+                              moduleAt(gnu_get_libc_version),
+                              moduleAt(std::malloc),
+                              moduleAt(_Unwind_Backtrace),
+                              moduleAt(std::terminate),
+                              moduleAt(static_cast<std::uintptr_t>(getauxval(AT_SYSINFO_EHDR)))};
+        static_assert(std::size(all) == std::size(sharedCode));
         // What is linked into one program with this code can't be told from the application's.
         for (std::size_t index = 0; index < std::size(all); ++index)
-            modules[index].store(all[index].begin == own.begin ? Code{} : all[index]);
-        waitForOwnLock.store(ownLockWait());
+            if (all[index].code.begin != own.code.begin)
+                sharedCode[index] = all[index].code;
+        if (loader.code.begin != own.code.begin)
+            loaderData = loader.data;
+        waitForOwnLock = ownLockWait();
         return true;
     }();
     static_cast<void>(found);
 }
 
-bool interruptsSharedCode(const void* context) noexcept {
+bool mayHoldSharedLock(const void* context) noexcept {
     const Interrupted thread(static_cast<const ucontext_t*>(context)->uc_mcontext);
-    if (std::none_of(std::begin(modules), std::end(modules),
-                     [&](const SharedCode& code) { return code.holds(thread.place); }))
-        return false;
-    const bool wasAsleep =
-        thread.result == -EINTR &&
-        std::memcmp(reinterpret_cast<const unsigned char*>(thread.place) - sizeof systemCall,
-                    systemCall, sizeof systemCall) == 0;
-    return !wasAsleep || waitForOwnLock.holds(thread.caller());
+    if (std::any_of(std::begin(sharedCode), std::end(sharedCode),
+                    [&](const Range& code) { return code.holds(thread.place); })) {
+        const bool wasAsleep =
+            thread.result == -EINTR &&
+            std::memcmp(reinterpret_cast<const unsigned char*>(thread.place) - sizeof systemCall,
+                        systemCall, sizeof systemCall) == 0;
+        if (!wasAsleep || waitForOwnLock.holds(thread.caller()))
+            return true;
+    }
+    return holdsLockOfLoader();
 }
 
 }  // namespace Sorvex::platform

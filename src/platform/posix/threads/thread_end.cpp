@@ -86,7 +86,7 @@ void handleEndSignal(int number, siginfo_t* information, void* context) {
     if (record != nullptr && record->isToEnd()) {
         const int error = errno;
         if (!TerminationShield::putsOff(endThisThread)) {
-            if (!interruptsSharedCode(context) || isOutOfPatience())
+            if (!mayHoldSharedLock(context) || isOutOfPatience())
                 endThisThread();
             record->meetAgain(endSignal);
         }
