@@ -140,7 +140,7 @@ BENCHMARK(profilerBatch<Profiler>)->Name("ProfilerBatch1000/sorvex");
 BENCHMARK(profilerBatch<HandScope<clockReading>>)
     ->Name("ProfilerBatch1000/two_clock_gettime_ofstream");
 #if defined(__x86_64__) || defined(__i386__)
-BENCHMARK(profilerScope<HandScope<processorReading>>)->Name("ProfilerScope/two_rdtsc");
+BENCHMARK(profilerScope<HandScope<processorReading>>)->Name("ProfilerScope/limit_two_rdtsc");
 #endif
 
 // Traced scopes ------------------------------------------------------------------------------

@@ -187,7 +187,7 @@ public:
     }
 };
 
-void lineReadSorvexOverridden(benchmark::State& state) {
+void lineReadOverriddenSorvex(benchmark::State& state) {
     const std::size_t size = sizeArgument(state);
     const std::string name = lines(size);
     for ([[maybe_unused]] auto _ : state) {
@@ -197,7 +197,7 @@ void lineReadSorvexOverridden(benchmark::State& state) {
     }
     countBytes(state, size);
 }
-BENCHMARK(lineReadSorvexOverridden)->Arg(100)->Unit(benchmark::kMillisecond);
+BENCHMARK(lineReadOverriddenSorvex)->Arg(100)->Unit(benchmark::kMillisecond);
 
 void lineReadStdGetline(benchmark::State& state) {
     const std::size_t size = sizeArgument(state);

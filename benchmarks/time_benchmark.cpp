@@ -227,8 +227,10 @@ void textBySorvex(benchmark::State& state, const char* format, const char* expec
     for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(stamp.asString(format));
 }
-BENCHMARK_CAPTURE(textBySorvex, TimeText, longForm, "2003 September 17 14:05:09");
-BENCHMARK_CAPTURE(textBySorvex, TimeTextIso, isoForm, "2003-09-17 14:05:09");
+BENCHMARK_CAPTURE(textBySorvex, TimeText, longForm, "2003 September 17 14:05:09")
+    ->Name("TimeText_Sorvex");
+BENCHMARK_CAPTURE(textBySorvex, TimeTextIso, isoForm, "2003-09-17 14:05:09")
+    ->Name("TimeTextIso_Sorvex");
 
 void textByStrftime(benchmark::State& state, const char* format) {
     const std::tm time = brokenDown();
@@ -238,8 +240,8 @@ void textByStrftime(benchmark::State& state, const char* format) {
         benchmark::DoNotOptimize(std::string(buffer, length));
     }
 }
-BENCHMARK_CAPTURE(textByStrftime, TimeText, longForm);
-BENCHMARK_CAPTURE(textByStrftime, TimeTextIso, isoForm);
+BENCHMARK_CAPTURE(textByStrftime, TimeText, longForm)->Name("TimeText_Strftime");
+BENCHMARK_CAPTURE(textByStrftime, TimeTextIso, isoForm)->Name("TimeTextIso_Strftime");
 
 #ifdef SORVEX_BENCH_ABSL
 void textByAbseil(benchmark::State& state, const char* format) {
@@ -247,8 +249,8 @@ void textByAbseil(benchmark::State& state, const char* format) {
     for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(absl::FormatTime(format, time, absl::UTCTimeZone()));
 }
-BENCHMARK_CAPTURE(textByAbseil, TimeText, longForm);
-BENCHMARK_CAPTURE(textByAbseil, TimeTextIso, isoForm);
+BENCHMARK_CAPTURE(textByAbseil, TimeText, longForm)->Name("TimeText_Abseil");
+BENCHMARK_CAPTURE(textByAbseil, TimeTextIso, isoForm)->Name("TimeTextIso_Abseil");
 #endif
 
 #ifdef SORVEX_BENCH_FMT
