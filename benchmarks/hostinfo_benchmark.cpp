@@ -195,7 +195,7 @@ void moduleWalkMapOnce(benchmark::State& state) {
 }
 BENCHMARK(moduleWalkMapOnce)->Arg(0)->Arg(200);
 
-void moduleWalkLoaderList(benchmark::State& state) {
+void moduleWalkLimitLoaderList(benchmark::State& state) {
     moduleWalk(state, [] {
         std::vector<std::uintptr_t> bases;
         ::dl_iterate_phdr(
@@ -207,7 +207,7 @@ void moduleWalkLoaderList(benchmark::State& state) {
         return bases;
     });
 }
-BENCHMARK(moduleWalkLoaderList)->Arg(0)->Arg(200);
+BENCHMARK(moduleWalkLimitLoaderList)->Arg(0)->Arg(200);
 
 // Groups ----------------------------------------------------------------------------------------
 

@@ -4,6 +4,8 @@
 // A start is measured until the service has reported that it runs, a stop until it has reported
 // that it is stopped; both include a process of the host. The program is its own service.
 #include <chrono>
+#include <csignal>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,6 +16,7 @@
 
 #include "platform/posix/services/administration.h"
 #include "platform/posix/services/places.h"
+#include "scale.h"
 #include "workplace.h"
 
 namespace {
@@ -204,6 +207,33 @@ void serviceList(benchmark::State& state) {
     require(count == static_cast<std::size_t>(state.range(0)), "list");
 }
 
+// Whether a service runs, asked as if for the first time.
+void openAndQuery(benchmark::State& state) {
+    ensureServices(state);
+    BServiceControlManager manager;
+    BServiceControl service(manager, measured, SERVICE_ALL_ACCESS);
+    service.start(0, nullptr);
+    await(service, SERVICE_RUNNING);
+    scale::measure(state, SERVICE_RUNNING, [&manager] {
+        return BServiceControl(manager, measured, SERVICE_QUERY_STATUS).queryStatus().state();
+    });
+    service.stop();
+    await(service, SERVICE_STOPPED);
+}
+
+// The usual form of that question without a service manager; the answer may be another's process.
+void readPidFile(benchmark::State& state) {
+    const fs::path directory = workplace().name("pids" + std::to_string(state.range(0)));
+    fs::create_directory(directory);
+    for (std::int64_t number = 0; number < state.range(0); ++number)
+        std::ofstream(directory / ("service" + std::to_string(number))) << getpid() << '\n';
+    scale::measure(state, 1, [&directory] {
+        pid_t process = 0;
+        std::ifstream(directory / measured) >> process;
+        return process != 0 && kill(process, 0) == 0 ? 1U : 0U;
+    });
+}
+
 void addBenchmark(const char* name, void (*function)(benchmark::State&), std::int64_t count,
                   bool isTimedByHand) {
     auto* registered =
@@ -229,6 +259,9 @@ int main(int argc, char** argv) {
         addBenchmark("ServiceStop", serviceStop, count, true);
         addBenchmark("ServiceDelete", serviceDelete, count, true);
         addBenchmark("ServiceList", serviceList, count, false);
+        scale::add("ServiceOpenQuery", "services", {count},
+                   {{"sorvex", openAndQuery}, {"pid_file", readPidFile}},
+                   "level, since a service is found by its name");
     }
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
