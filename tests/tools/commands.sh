@@ -88,6 +88,12 @@ expect 0 "deaf is removed as soon as it has stopped" "$tool" remove deaf
 expect 0 "deaf did not stop, and its process was killed" "$tool" stop --kill-after 1 deaf
 expect 3 "deaf: The specified service does not exist" "$tool" status deaf
 expect 0 "slow is removed" "$tool" remove slow
+"$tool" start "Plain One"
+"$tool" control "Plain One" 203 &
+sleep 0.2
+expect 0 "Plain One did not stop, and its process was killed" \
+    timeout 20 "$tool" stop --kill-after 1 "Plain One"
+wait || true
 
 # A damaged service is a failure for itself alone, and so is what is none. It is stopped all the same.
 "$tool" start "Plain One"
@@ -101,6 +107,7 @@ expect 0 "plain one is removed" "$tool" remove "plain one"
 # What can't be written is a failure.
 expect 1 "the output can't be written" bash -c '"$tool" list >/dev/full'
 expect 1 "" bash -c '"$tool" list >&-'
+expect 1 "The system cannot open the file. (error 4)" bash -c 'ulimit -n 8; "$tool" list'
 
 # Completion, of names with blanks too.
 add "Two Words" plain

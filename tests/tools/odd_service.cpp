@@ -5,8 +5,8 @@
 //   fail   stops at once with an error of its own, 42
 //   quit   ends before it has become a service
 //   deaf   takes no stop
-// It takes the codes 200, leave an orphan behind that ends at once; 201, die of a signal; and 202,
-// stop with the error 7.
+// It takes the codes 200, leave an orphan behind that ends at once; 201, die of a signal; 202, stop
+// with the error 7; and 203, hang.
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -71,6 +71,8 @@ public:
         } else if (code == 202) {
             status().setExitCode(7);
             report(SERVICE_STOPPED);
+        } else if (code == 203) {
+            pause();
         }
     }
 

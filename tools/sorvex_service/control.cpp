@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <future>
 #include <thread>
 
 #include "sorvex_service/graph.h"
@@ -70,17 +71,30 @@ std::string runningDependents(const std::string& name) {
     return names;
 }
 
-// Asks a service to stop. One that is to be killed if need be is asked again until it listens.
-DWORD requestStop(OpenedService& service, std::optional<Clock::time_point> killAt) {
+// Asks a service to stop that is to be killed if need be, and again until it listens.
+DWORD requestStop(OpenedService& service, Clock::time_point killAt) {
     for (;;) {
         const DWORD error = errorOf([&] { service->stop(); });
         const bool mayListenLater = error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
                                     error == ERROR_INVALID_SERVICE_CONTROL ||
                                     error == ERROR_SERVICE_REQUEST_TIMEOUT;
-        if (!mayListenLater || !killAt || Clock::now() >= *killAt)
+        if (!mayListenLater || Clock::now() >= killAt)
             return error;
         std::this_thread::sleep_for(pauseBetweenLooks);
     }
+}
+
+// The same, but not much longer than until the time has come to kill it: a handler that hangs keeps
+// whoever asks for long. The thread ends with the process that it asks.
+DWORD requestStop(const std::string& name, Clock::time_point killAt, std::future<DWORD>& asked) {
+    // What keeps a service from being asked at all is known by then.
+    constexpr milliseconds shortestWait{1000};
+    asked = std::async(std::launch::async, [=] {
+        OpenedService service(name, SERVICE_STOP);
+        return requestStop(service, killAt);
+    });
+    const auto state = asked.wait_until(std::max(killAt, Clock::now() + shortestWait));
+    return state == std::future_status::ready ? asked.get() : ERROR_SERVICE_REQUEST_TIMEOUT;
 }
 
 bool awaitStopped(OpenedService& service, milliseconds limit) {
@@ -188,7 +202,9 @@ Outcome stopService(const std::string& name, std::optional<milliseconds> killAft
     std::optional<Clock::time_point> killAt;
     if (killAfter)
         killAt = Clock::now() + *killAfter;
-    const DWORD error = requestStop(service, killAt);
+    std::future<DWORD> asked;
+    const DWORD error =
+        killAt ? requestStop(name, *killAt, asked) : errorOf([&] { service->stop(); });
     if (error == ERROR_DEPENDENT_SERVICES_RUNNING)
         return {exitFailed,
                 name + " did not stop: " + errorText(error) + ": " + runningDependents(name), ""};
