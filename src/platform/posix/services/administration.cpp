@@ -43,7 +43,8 @@ std::optional<ServiceFacts> factsOf(const Store& store, const std::string& key,
         facts.isMarked = directory.isMarked();
         facts.run = store.observe(key);
         facts.configuration = directory.configuration();
-    } catch (const Refusal&) {
+    } catch (const Refusal& refusal) {
+        passOnShortage(refusal);
         // A damaged service is a failure for itself alone, and so is what is none but lies among
         // them. The key tells the name, but for one that was too long.
         facts.isDamaged = true;

@@ -65,7 +65,8 @@ std::optional<Configuration> Database::configurationOf(const std::string& key) c
     try {
         const ServiceDirectory service = find(key);
         return service ? std::optional(service.configuration()) : std::nullopt;
-    } catch (const Refusal&) {
+    } catch (const Refusal& refusal) {
+        passOnShortage(refusal);
         // A damaged service is a failure for itself alone.
         return std::nullopt;
     }

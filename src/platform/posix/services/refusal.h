@@ -22,6 +22,12 @@ struct Refusal {
     throw Refusal{errorFromErrno(errno)};
 }
 
+/// Passes on a failure for want of resources, which tells nothing of what was looked at.
+inline void passOnShortage(const Refusal& refusal) {
+    if (refusal.error == ERROR_TOO_MANY_OPEN_FILES || refusal.error == ERROR_NOT_ENOUGH_MEMORY)
+        throw refusal;
+}
+
 /// Runs the body of an operation; what leaves it early becomes the last error.
 template <typename Result, typename Body>
 Result answering(Result failed, Body body) {

@@ -37,7 +37,8 @@ Store::Store(const Places& places)
 Observation Store::observeOther(const std::string& key) const {
     try {
         return observe(key);
-    } catch (const Refusal&) {
+    } catch (const Refusal& refusal) {
+        passOnShortage(refusal);
         // Foreign files in the place of its own are a failure for that service alone.
         return {};
     }
