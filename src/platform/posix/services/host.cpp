@@ -1,6 +1,8 @@
 #include "platform/posix/services/host.h"
 
+#include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include <limits.h>
 #include <sys/stat.h>
@@ -25,6 +27,23 @@ std::uint64_t namespaceBehind(const char* name) {
     return stat(name, &facts) == 0 ? facts.st_ino : 0;
 }
 
+// Looks at something that need not be there. What can't be looked at for want of descriptors is a
+// failure: taken for missing, a service that runs would count as stopped and be started again.
+template <typename Look>
+void lookAt(Look look) {
+    errno = 0;
+    if (!look() && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+        refuseWithErrno();
+}
+
+template <std::size_t size>
+void readFact(const char* name, char (&text)[size]) {
+    lookAt([&] {
+        readKernelFile(name, text, size);
+        return *text != '\0';
+    });
+}
+
 }  // namespace
 
 std::string hostName() {
@@ -36,7 +55,7 @@ std::string hostName() {
 
 std::string machineName() {
     char identifier[64];
-    readKernelFile("/etc/machine-id", identifier, sizeof identifier);
+    readFact("/etc/machine-id", identifier);
     identifier[std::strcspn(identifier, "\n")] = '\0';
     // An image that has never been started has another text there, or none.
     constexpr std::size_t identifierLength = 32;
@@ -57,18 +76,22 @@ std::uint64_t bootNumber() {
     const TerminationShield shield;
     static const std::uint64_t number = [] {
         char identifier[64];
-        readKernelFile("/proc/sys/kernel/random/boot_id", identifier, sizeof identifier);
+        readFact("/proc/sys/kernel/random/boot_id", identifier);
         return hashOf(identifier);
     }();
     return number;
 }
 
 ProcessIdentity identityOf(pid_t process) {
-    const StatLine line = StatLine::ofProcess(process);
+    std::optional<StatLine> line;
+    lookAt([&] {
+        line = StatLine::ofProcess(process);
+        return line->state() != '\0';
+    });
     // A process whose first thread has ended may live on in others.
-    const char state = line.state();
-    const bool isDead = state == 'X' || (state == 'Z' && line.field(threadsField) <= 1);
-    return {process, isDead ? 0 : line.field(startTimeField)};
+    const char state = line->state();
+    const bool isDead = state == 'X' || (state == 'Z' && line->field(threadsField) <= 1);
+    return {process, isDead ? 0 : line->field(startTimeField)};
 }
 
 }  // namespace Sorvex::platform::services

@@ -34,7 +34,7 @@ struct ProcessIdentity {
 };
 
 /// The process that has this number now; a start time of 0 when there is none, or one that has
-/// ended and only waits for its parent to notice.
+/// ended and only waits for its parent to notice. ERROR_TOO_MANY_OPEN_FILES when nobody can look.
 ProcessIdentity identityOf(pid_t process);
 
 }  // namespace Sorvex::platform::services

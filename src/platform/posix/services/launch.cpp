@@ -227,6 +227,19 @@ bool becomeUser(const ServiceUser& user) {
     _exit(0);
 }
 
+// The end of the starter's child, at the end of a scope.
+struct ParentEnd {
+    pid_t parent;
+    const Pipe& release;
+
+    ~ParentEnd() {
+        giveWord(release);
+        // A program that ignores the ends of its children finds nothing to wait for, which is as
+        // good.
+        retried([this] { return waitpid(parent, nullptr, 0); });
+    }
+};
+
 }  // namespace
 
 Launch::Launch(const Command& command, StreamsOf streams, const Descriptor& log) {
@@ -258,20 +271,16 @@ Launch::Launch(const Command& command, StreamsOf streams, const Descriptor& log)
         close(release.writing.get());
         becomeParent(plan);
     }
+    const ParentEnd end{parent, release};
     report.writing.close();
 
     int told = 0;
     if (!readWhole(report.reading.get(), &told, sizeof told))
         told = -EAGAIN;
-    if (told > 0) {
-        handle = watchProcess(told);
-        identity = identityOf(told);
-    }
-    giveWord(release);
-    // A program that ignores the ends of its children finds nothing to wait for, which is as good.
-    retried([&] { return waitpid(parent, nullptr, 0); });
     if (told < 0)
         refuse(errorFromErrno(-told));
+    handle = watchProcess(told);
+    identity = identityOf(told);
     reports = std::move(report.reading);
     commands = std::move(order);
 }
@@ -303,8 +312,12 @@ void Launch::kill() const noexcept {
     if (handle && syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0)
         return;
 #endif
-    if (identityOf(identity.id) == identity)
-        ::kill(identity.id, SIGKILL);
+    try {
+        if (identityOf(identity.id) == identity)
+            ::kill(identity.id, SIGKILL);
+    } catch (const Refusal&) {
+        // It can't be told from a later one of its number.
+    }
 }
 
 Descriptor watchProcess(pid_t process) noexcept {
