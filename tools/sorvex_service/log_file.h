@@ -13,7 +13,7 @@ namespace Sorvex::tools {
 /// no log at all.
 class LogPlace {
 public:
-    explicit LogPlace(const std::string& file);
+    explicit LogPlace(const std::string& logName);
 
     /// The last lines ahead of the place. Of very long ones only the end is read.
     std::string linesBefore(std::size_t count) const;
