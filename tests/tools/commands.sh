@@ -89,7 +89,7 @@ expect 0 "deaf did not stop, and its process was killed" "$tool" stop --kill-aft
 expect 3 "deaf: The specified service does not exist" "$tool" status deaf
 expect 0 "slow is removed" "$tool" remove slow
 "$tool" start "Plain One"
-"$tool" control "Plain One" 203 &
+"$tool" control "Plain One" 129 &
 sleep 0.2
 expect 0 "Plain One did not stop, and its process was killed" \
     timeout 20 "$tool" stop --kill-after 1 "Plain One"

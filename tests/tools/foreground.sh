@@ -68,11 +68,11 @@ for signal in TERM INT; do
     expect 0 "" "$tool" wait --timeout 0 front stopped
     expect 0 "" "$tool" wait --timeout 0 behind stopped
 done
-running front 7
-"$tool" control front 202
-ended 7
+running front 136
+"$tool" control front 136
+ended 136
 running front 137
-"$tool" control front 201 || true
+"$tool" control front 135 || true
 ended 137
 add fail fail
 expect 42 "this is fail" "$tool" run fail
@@ -91,8 +91,8 @@ unshare --mount --pid --fork bash container >output 2>&1 &
 container=$!
 expect 0 "" "$tool" wait --timeout 20 front running
 first=$(tr -d ' ' <"/proc/$container/task/$container/children")
-"$tool" control front 200
-"$tool" control front 200
+"$tool" control front 134
+"$tool" control front 134
 sleep 0.5
 eventually bash -c "! grep -l '^State:.Z' /proc/[0-9]*/status"
 kill -TERM "$first"

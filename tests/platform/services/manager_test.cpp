@@ -111,7 +111,8 @@ TEST_F(ServiceManagerTest, LeadsAServiceThroughAWholeCycle) {
     char* arguments[] = {first, second};
     EXPECT_EQ(&service.start(2, arguments), &service);
     EXPECT_TRUE(reaches("cycle", SERVICE_RUNNING));
-    EXPECT_EQ(contentsOf(directory.name("cycle.arguments")), "cycle\none\ntwo words\n");
+    EXPECT_EQ(contentsOf(directory.name("log/cycle.log")),
+              "argument cycle\nargument one\nargument two words\nthis is one\n");
     EXPECT_EQ(&service.pause(), &service.status());
     EXPECT_EQ(service.status().state(), SERVICE_PAUSED);
     EXPECT_EQ(service.resume().state(), SERVICE_RUNNING);

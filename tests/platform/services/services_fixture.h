@@ -10,6 +10,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <sorvex/services.h>
 
 #include "platform/platform.h"
@@ -132,6 +135,21 @@ protected:
     bool runs(const std::string& name) {
         EXPECT_EQ(start(name), 0U);
         return reaches(name, SERVICE_RUNNING);
+    }
+
+    /// Calls something in eight processes at once, each time with another name. Gives how many of
+    /// the calls succeeded; all others have to fail with this error.
+    template <typename Call>
+    static int successesOfEight(platform::DWORD otherwise, Call call) {
+        for (int index = 0; index < 8; ++index)
+            if (fork() == 0) {
+                const platform::DWORD error = call(std::to_string(index));
+                _exit(error == 0 ? 0 : error == otherwise ? 1 : 2);
+            }
+        int successes = 0;
+        for (int result = 0; wait(&result) > 0; successes += result == 0 ? 1 : 0)
+            EXPECT_TRUE(WIFEXITED(result) && WEXITSTATUS(result) < 2) << result;
+        return successes;
     }
 
     static std::vector<std::string> keptServices() {
