@@ -9,18 +9,11 @@
 
 #include "platform/services/services_fixture.h"
 #include "support/failure_assertions.h"
+#include "support/odd_service.h"
 #include "support/process_facts.h"
 
 namespace Sorvex::testing {
 namespace {
-
-struct UnstartedService : BService {
-    using BService::BService;
-    using BService::refreshStatus;
-
-    void run(std::uint32_t /*count*/, const char** /*arguments*/) override {}
-    void control(std::uint32_t /*code*/) override {}
-};
 
 class ServiceManagerTest : public ServicesTest {
 protected:
@@ -70,16 +63,16 @@ TEST_F(ServiceManagerTest, TellsWhichCallFailedAndLeavesNothingOpen) {
 // The table of services belongs to the process, so this is one test.
 TEST_F(ServiceManagerTest, AServiceNeedsAManagerThatHasStartedIt) {
     EXPECT_FAILURE(BServiceManager::start(), "BServiceManager::start(): Dispatch table is empty.");
-    UnstartedService service("a name");
+    OddService service("a name");
     BServiceManager::add(&service, [](ServiceNumber, const char**) {});
     EXPECT_FAILURE(BServiceManager::start(),
                    "BServiceManager::start(): StartServiceCtrlDispatcher()");
     EXPECT_EQ(platform::GetLastError(), ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
     EXPECT_FAILURE(service.registerHandler([](ServiceNumber) {}),
                    "BService::registerHandler(): RegisterServiceCtrlHandler() a name");
-    EXPECT_FAILURE(service.refreshStatus(),
+    EXPECT_FAILURE(service.run(0, nullptr),
                    "BService::registerHandler(): SetServiceStatus() a name");
-    EXPECT_FAILURE(UnstartedService(nullptr).refreshStatus(),
+    EXPECT_FAILURE(OddService(nullptr).run(0, nullptr),
                    "BService::registerHandler(): SetServiceStatus() ");
 }
 

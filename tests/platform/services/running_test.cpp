@@ -14,8 +14,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/posix/services/channel.h"
-#include "platform/posix/services/start.h"
 #include "platform/services/services_fixture.h"
 #include "support/child_process.h"
 #include "support/process_facts.h"
@@ -124,23 +122,6 @@ TEST_F(RunningServiceTest, TakesTheSignalToEndAsAControl) {
     kill(processes().at(0), SIGTERM);
     EXPECT_TRUE(reaches("odd", SERVICE_STOPPED));
     EXPECT_EQ(query("odd").exitCode(), SERVICE_CONTROL_SHUTDOWN);
-
-    // A program whose start has come to nothing, and which goes on by itself, is ended as any
-    // other.
-    const int result = runInChild([&] {
-        using namespace platform::services;
-        const Store store;
-        const Descriptor place = ensurePrivateDirectory(store.runtime(), startingDirectory);
-        const Descriptor silent = listenAt(place.get(), startingSocket(getpid()).c_str());
-        servicePlaces().limit = std::chrono::milliseconds(50);
-        char name[] = "odd";
-        const platform::SERVICE_TABLE_ENTRYA table[] = {{name, nullptr}, {nullptr, nullptr}};
-        EXPECT_FALSE(platform::StartServiceCtrlDispatcherA(table));
-        struct sigaction action {};
-        EXPECT_EQ(sigaction(SIGTERM, nullptr, &action), 0);
-        EXPECT_EQ(action.sa_handler, SIG_DFL);
-    });
-    EXPECT_EQ(result, 0);
 }
 
 TEST_F(RunningServiceTest, TellsWhyAProgramDoesNotRun) {
@@ -284,15 +265,11 @@ TEST_F(RunningServiceTest, StartsAgainWhileTheOldProcessIsStillEnding) {
 }
 
 TEST_F(RunningServiceTest, DeletesARunningServiceWhenItEnds) {
-    for (const bool isFirst : {true, false}) {
-        createServing("going");
-        ASSERT_TRUE(runs("going"));
-        EXPECT_EQ(remove("going"), 0U);
-        // It lives on, and can still be opened and stopped.
-        EXPECT_EQ(query("going").state(), SERVICE_RUNNING);
-        if (isFirst)
-            end(processes());
-    }
+    createServing("going");
+    ASSERT_TRUE(runs("going"));
+    EXPECT_EQ(remove("going"), 0U);
+    // It lives on, and can still be opened and stopped.
+    EXPECT_EQ(query("going").state(), SERVICE_RUNNING);
     EXPECT_EQ(send("going", SERVICE_CONTROL_STOP), 0U);
     EXPECT_EQ(keptServices(), std::vector<std::string>());
     EXPECT_FALSE(std::filesystem::exists(directory.path() / "run/services/going"));
