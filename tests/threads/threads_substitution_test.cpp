@@ -18,18 +18,11 @@ using namespace Sorvex::platform;
 
 // What the operations give, and what they were called with last.
 struct Host {
-    bool succeeds = true;
-    bool createsEvents = true;
+    bool succeeds = true, createsEvents = true;
     int handles = 0;  // that are open
-    DWORD error = ERROR_SUCCESS;
-    DWORD clock = 0;
-    DWORD exitCode = 0;
-    DWORD timeout = 0;
+    DWORD error = ERROR_SUCCESS, clock = 0, exitCode = 0, timeout = 0;
     std::size_t stackSize = 0;
-    std::uint64_t creation = 0;
-    std::uint64_t kernel = 0;
-    std::uint64_t user = 0;
-    std::uint64_t now = 0;
+    std::uint64_t creation = 0, kernel = 0, user = 0, now = 0;
 };
 
 Host host;

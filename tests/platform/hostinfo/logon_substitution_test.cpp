@@ -21,9 +21,7 @@ using platform::DWORD;
 // The only account, "ada".
 struct Account {
     std::string hash = "H:secret";
-    long lastChange = 10000;
-    long mostDays = -1;
-    long expires = -1;
+    long lastChange = 10000, mostDays = -1, expires = -1;
     std::string userField = "x";
     int shadowError = 0;
 };
