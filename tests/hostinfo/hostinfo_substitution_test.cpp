@@ -129,9 +129,4 @@ TEST(UserProperties, SeekAGroupInTheWholeLocalListThenInTheGlobalOne) {
     }
 }
 
-TEST(UserProperties, TrustEveryoneInTheBaseClass) {
-    EXPECT_TRUE(Sorvex::UserProperties("").isValidPassword(""));
-    EXPECT_TRUE(Sorvex::UserProperties("").isMemberOfGroup("wheel"));
-}
-
 }  // namespace

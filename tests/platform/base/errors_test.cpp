@@ -1,6 +1,5 @@
 #include "platform/posix/base/errors.h"
 
-#include <cerrno>
 #include <string>
 #include <thread>
 #include <utility>
@@ -21,17 +20,6 @@ TEST(LastError, BelongsToItsThread) {
         platform::SetLastError(ERROR_DISK_FULL);
     }).join();
     EXPECT_EQ(platform::GetLastError(), ERROR_ACCESS_DENIED);
-}
-
-TEST(LastError, MapsErrno) {
-    const std::pair<int, platform::DWORD> cases[] = {
-        {ENOENT, 2},   {ENOTDIR, 3},  {EACCES, 5},         {EPERM, 5},       {EBADF, 6},
-        {ENOSPC, 112}, {EEXIST, 183}, {ENAMETOOLONG, 206}, {ENOTEMPTY, 145}, {EDOM, 31}};
-    for (const auto& [number, error] : cases) {
-        errno = number;
-        platform::failWithErrno();
-        EXPECT_EQ(platform::GetLastError(), error) << number;
-    }
 }
 
 TEST(Failure, EndsInTheSystemsTextForTheLastErrorWhereThereIsOne) {

@@ -1,6 +1,5 @@
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <future>
 #include <string>
 #include <thread>
@@ -48,19 +47,6 @@ TEST(Ftime, SeesAChangeOfTheEnvironmentInTheNextSecond) {
     while (reading().time == second)
         std::this_thread::yield();
     EXPECT_EQ(reading().timezone, -300);
-}
-
-TEST(QueryPerformanceCounter, ReadsTheNanosecondsOfTheMonotonicClock) {
-    const auto monotonic = [] {
-        timespec time{};
-        clock_gettime(CLOCK_MONOTONIC, &time);
-        return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-    };
-    const std::int64_t before = monotonic();
-    LARGE_INTEGER counter{};
-    EXPECT_TRUE(QueryPerformanceCounter(&counter));
-    EXPECT_GE(counter.QuadPart, before);
-    EXPECT_LE(counter.QuadPart, monotonic());
 }
 
 }  // namespace
