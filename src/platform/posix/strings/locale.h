@@ -10,45 +10,33 @@
 
 namespace Sorvex::platform {
 
-class UpperCase {
+template <auto tableOfLocale>
+class CaseMap {
 public:
     char operator()(char c) const noexcept {
         return static_cast<char>(table[static_cast<signed char>(c)]);
     }
 
 private:
-    const int* table = *__ctype_toupper_loc();
+    const int* table = *tableOfLocale();
 };
 
-class LowerCase {
-public:
-    char operator()(char c) const noexcept {
-        return static_cast<char>(table[static_cast<signed char>(c)]);
-    }
+using UpperCase = CaseMap<__ctype_toupper_loc>;
+using LowerCase = CaseMap<__ctype_tolower_loc>;
 
-private:
-    const int* table = *__ctype_tolower_loc();
-};
-
-class Printable {
+template <unsigned short mask>
+class CharacterClass {
 public:
     bool operator()(char c) const noexcept {
-        return (table[static_cast<signed char>(c)] & _ISprint) != 0;
+        return (table[static_cast<signed char>(c)] & mask) != 0;
     }
 
 private:
     const unsigned short* table = *__ctype_b_loc();
 };
 
-class Space {
-public:
-    bool operator()(char c) const noexcept {
-        return (table[static_cast<signed char>(c)] & _ISspace) != 0;
-    }
-
-private:
-    const unsigned short* table = *__ctype_b_loc();
-};
+using Printable = CharacterClass<_ISprint>;
+using Space = CharacterClass<_ISspace>;
 
 /// The decimal point, which can have more than one byte.
 inline const char* decimalPoint() noexcept {
