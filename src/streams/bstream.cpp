@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 #include <stdexcept>
 
 #include "platform/width.h"
@@ -130,10 +128,6 @@ void takeText(BStream& stream, std::string& text, char* block, std::uint32_t siz
     if (const std::size_t length = lengthBeforeNul(block, arrived); length < arrived)
         text.resize(length);
 }
-
-struct BlockRelease {
-    void operator()(char* block) const noexcept { std::free(block); }
-};
 
 }  // namespace
 
@@ -277,9 +271,7 @@ BStream& BStream::operator>>(std::string& text) {
         return *this;
     }
     // The block is not cleared, so that only what arrives is ever touched.
-    const std::unique_ptr<char, BlockRelease> block(static_cast<char*>(std::malloc(length)));
-    if (block == nullptr)
-        throw std::bad_alloc();
+    const auto block = std::make_unique_for_overwrite<char[]>(length);
     takeText(*this, text, block.get(), length);
     return *this;
 }
