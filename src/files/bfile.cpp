@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <typeinfo>
 
 #include <sorvex/bstring.h>
@@ -44,21 +45,6 @@ bool isTooLarge(std::size_t counted, unsigned long size) noexcept {
 constexpr long asOffset(unsigned long position) noexcept {
     constexpr unsigned long largest = 0x7FFFFFFF;
     return position > largest ? -1 : static_cast<long>(position);
-}
-
-// The argument that the platform takes for a mode; -1 for none.
-constexpr int accessArgument(BFile::AccessMode mode) noexcept {
-    switch (mode) {
-        case BFile::accessExists:
-            return 0;
-        case BFile::accessRead:
-            return 4;
-        case BFile::accessWrite:
-            return 2;
-        case BFile::accessReadWrite:
-            return 6;
-    }
-    return -1;
 }
 
 }  // namespace
@@ -162,10 +148,12 @@ unsigned long BFile::size() const {
 }
 
 bool BFile::canAccess(const char* name, AccessMode mode) {
-    const int argument = accessArgument(mode);
-    if (argument < 0)
+    // What the platform takes for each mode.
+    constexpr int arguments[] = {0, 4, 2, 6};
+    const auto number = static_cast<std::size_t>(mode);
+    if (number >= std::size(arguments))
         failure::raiseLogicFor("BFile::canAccess(): Invalid access mode specified for file ", name);
-    return platform::_access(name, argument) == 0;
+    return platform::_access(name, arguments[number]) == 0;
 }
 
 bool BFile::canAccess(AccessMode mode) const {

@@ -172,17 +172,8 @@ bool FileSearch::refill() {
 }
 
 bool FileSearch::isLookedAt(unsigned char kind) const noexcept {
-    switch (looks) {
-        case Looks::all:
-            return true;
-        case Looks::directories:
-            return kind == DT_DIR;
-        case Looks::files:
-            return kind != DT_DIR;
-        case Looks::none:
-            break;
-    }
-    return false;
+    return looks == Looks::all || (looks == Looks::directories && kind == DT_DIR) ||
+           (looks == Looks::files && kind != DT_DIR);
 }
 
 bool FileSearch::take(std::string_view hostName, unsigned char kind, WIN32_FIND_DATAA& data) {
