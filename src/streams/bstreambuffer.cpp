@@ -8,7 +8,6 @@
 #include <sorvex/bstream.h>
 
 #include "platform/width.h"
-#include "streams/stream_memory.h"
 
 namespace Sorvex {
 
@@ -16,25 +15,6 @@ namespace {
 
 constexpr std::uint32_t blockSize = 8192;
 constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
-
-constexpr bool isNumberSize(unsigned long size) noexcept {
-    return size == 4 || size == 8;
-}
-
-/// Copies a number's bytes without a call, and returns their count. The two ends may be the same
-/// bytes.
-unsigned long copyNumber(void* target, const void* source, unsigned long size) {
-    if (size == 4) {
-        std::uint32_t bytes;
-        std::memcpy(&bytes, source, sizeof bytes);
-        std::memcpy(target, &bytes, sizeof bytes);
-    } else {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, source, sizeof bytes);
-        std::memcpy(target, &bytes, sizeof bytes);
-    }
-    return size;
-}
 
 }  // namespace
 
@@ -57,21 +37,11 @@ BStreamBuffer::~BStreamBuffer() {
     std::free(bufferStart);
 }
 
-// Nearly all calls move a number of 4 or 8 bytes that is there or fits. They are dealt with before
-// anything has to be kept across a call, so the rest stays out of line.
 unsigned long BStreamBuffer::read(void* buffer, unsigned long size) {
-    if (isNumberSize(size)) {
-        if (const unsigned char* const bytes = StreamMemory::take(*this, asUnsigned32(size)))
-            return copyNumber(buffer, bytes, size);
-    }
     return readBytes(buffer, atMost32Bits(size));
 }
 
 unsigned long BStreamBuffer::write(const void* buffer, unsigned long size) {
-    if (isNumberSize(size)) {
-        if (unsigned char* const room = StreamMemory::claim(*this, asUnsigned32(size)))
-            return copyNumber(room, buffer, size);
-    }
     if (asUnsigned32(size) != size)
         throw std::bad_alloc();
     return writeBytes(buffer, asUnsigned32(size));
@@ -107,8 +77,7 @@ std::uint32_t BStreamBuffer::room() const noexcept {
     return bufferCapacity - offsetOf(writePosition);
 }
 
-[[gnu::noinline]] std::uint32_t BStreamBuffer::readBytes(void* buffer,
-                                                         std::uint32_t size) noexcept {
+std::uint32_t BStreamBuffer::readBytes(void* buffer, std::uint32_t size) noexcept {
     const std::uint32_t count = std::min(size, unread());
     if (count == 0)
         return 0;
@@ -117,7 +86,7 @@ std::uint32_t BStreamBuffer::room() const noexcept {
     return count;
 }
 
-[[gnu::noinline]] std::uint32_t BStreamBuffer::writeBytes(const void* buffer, std::uint32_t size) {
+std::uint32_t BStreamBuffer::writeBytes(const void* buffer, std::uint32_t size) {
     if (size == 0)
         return 0;
     if (size > room()) {
