@@ -7,11 +7,46 @@
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <typeinfo>
 
 #include "platform/width.h"
-#include "streams/stream_memory.h"
 
 namespace Sorvex {
+
+/// Hands out the bytes of a stream in memory where they lie, with no call of read() or write(); null
+/// of any other stream, also of one derived from it, whose read() and write() may be its own.
+class StreamMemory {
+public:
+    /// The next unread bytes, which count as read from now on; null when there are fewer.
+    static const unsigned char* take(BStream& stream, std::uint32_t size) noexcept {
+        BStreamBuffer* const memory = memoryOf(stream);
+        if (memory == nullptr ||
+            size > static_cast<std::uint32_t>(memory->writePosition - memory->readPosition))
+            return nullptr;
+        memory->readPosition += size;
+        return memory->readPosition - size;
+    }
+
+    /// Room for so many bytes behind all others, which count as written from now on; null when the
+    /// stream would have to grow.
+    static unsigned char* claim(BStream& stream, std::uint32_t size) noexcept {
+        BStreamBuffer* const memory = memoryOf(stream);
+        if (memory == nullptr ||
+            size > memory->bufferCapacity -
+                       static_cast<std::uint32_t>(memory->writePosition - memory->bufferStart))
+            return nullptr;
+        memory->writePosition += size;
+        return memory->writePosition - size;
+    }
+
+private:
+    // The address of a type is quicker to compare than its name. Where it stands twice, nothing is
+    // lost but time.
+    static BStreamBuffer* memoryOf(BStream& stream) noexcept {
+        return &typeid(stream) == &typeid(BStreamBuffer) ? static_cast<BStreamBuffer*>(&stream)
+                                                         : nullptr;
+    }
+};
 
 namespace {
 
@@ -45,7 +80,7 @@ template <typename Word>
 
 template <typename Word>
 BStream& put(BStream& stream, Word word) {
-    unsigned char* const room = StreamMemory::claimIn(stream, sizeof word);
+    unsigned char* const room = StreamMemory::claim(stream, sizeof word);
     if (room == nullptr)
         return putByCall(stream, word);
     const auto bytes = bytesOf(word);
@@ -56,7 +91,7 @@ BStream& put(BStream& stream, Word word) {
 /// Writes characters, which may be the stream's own.
 void putCharacters(BStream& stream, const char* characters, std::size_t length) {
     const std::uint32_t size = asUnsigned32(length);
-    if (unsigned char* const room = StreamMemory::claimIn(stream, size))
+    if (unsigned char* const room = StreamMemory::claim(stream, size))
         std::memmove(room, characters, size);
     else
         stream.write(characters, size);
@@ -79,7 +114,7 @@ template <typename Word>
 
 template <typename Word>
 Taken<Word> take(BStream& stream, Word word) {
-    const unsigned char* const bytes = StreamMemory::takeFrom(stream, sizeof word);
+    const unsigned char* const bytes = StreamMemory::take(stream, sizeof word);
     if (bytes == nullptr)
         return takeByCall(stream, word);
     return {wordOf<Word>(bytes), sizeof word};
@@ -260,7 +295,7 @@ BStream& BStream::operator>>(std::string& text) {
         text.clear();
         return *this;
     }
-    if (const unsigned char* const unread = StreamMemory::takeFrom(*this, length)) {
+    if (const unsigned char* const unread = StreamMemory::take(*this, length)) {
         const auto* const characters = reinterpret_cast<const char*>(unread);
         text.assign(characters, lengthBeforeNul(characters, length));
         return *this;
