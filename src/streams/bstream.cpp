@@ -13,8 +13,8 @@
 
 namespace Sorvex {
 
-/// Hands out the bytes of a stream in memory where they lie, with no call of read() or write(); null
-/// of any other stream, also of one derived from it, whose read() and write() may be its own.
+/// Hands out the bytes of a stream in memory where they lie, with no call of read() or write();
+/// null of any other stream, also of one derived from it, whose read() and write() may be its own.
 class StreamMemory {
 public:
     /// The next unread bytes, which count as read from now on; null when there are fewer.

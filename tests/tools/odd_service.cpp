@@ -1,5 +1,5 @@
-// The odd service as a program. Its only argument is the manner; "quit" ends it before it has become
-// a service.
+// The odd service as a program. Its only argument is the manner; "quit" ends it before it has
+// become a service.
 #include <cstdlib>
 
 #include "support/odd_service.h"

@@ -167,8 +167,8 @@ int stopAll(std::optional<milliseconds> killAfter, milliseconds patience) {
         const std::string& name = all[service].configuration.name;
         Outcome outcome =
             tried([&] { return stopService(name, killAfter, patience, ignoreProgress); });
-        // Another one has stopped it, or it has ended by itself. A damaged one may not even have told
-        // its name.
+        // Another one has stopped it, or it has ended by itself. A damaged one may not even have
+        // told its name.
         const auto now = platform::services::serviceNamed(name);
         if (!outcome.isGood() && (now ? !now->run.isActive : !all[service].isDamaged))
             outcome = {exitDone, name + " is stopped", ""};

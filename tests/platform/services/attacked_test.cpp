@@ -1,4 +1,5 @@
-// Services amid programs that race for them, die in the middle of a call, lie, or are another user's.
+// Services amid programs that race for them, die in the middle of a call, lie, or are another
+// user's.
 #include <array>
 #include <cstring>
 #include <tuple>
@@ -20,7 +21,8 @@ using platform::Descriptor;
 
 class AttackedServiceTest : public ServicesTest {
 protected:
-    // Sends a packet to a running service without the library's part in it, perhaps with descriptors.
+    // Sends a packet to a running service without the library's part in it, perhaps with
+    // descriptors.
     Descriptor sendPacket(const std::array<std::uint32_t, 75>& packet, std::size_t size,
                           const std::vector<int>& passed = {}) const {
         sockaddr_un address{AF_UNIX, {}};

@@ -51,8 +51,8 @@ Reply ask(const ServiceHandle& handle, const Observation& asked, DWORD code) {
         if (answer.isTimedOut)
             refuse(ERROR_SERVICE_REQUEST_TIMEOUT);
     }
-    // A dying process loses its connections a moment before its lock, and nobody tells when a lock is
-    // given back (flock), so it is looked at again and again.
+    // A dying process loses its connections a moment before its lock, and nobody tells when a lock
+    // is given back (flock), so it is looked at again and again.
     for (;;) {
         const Observation now = look(handle);
         if (!now.isActive)

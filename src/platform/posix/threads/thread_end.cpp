@@ -10,8 +10,8 @@
 // cancelling of threads, is passed on to its handler.
 //
 // A thread that may hold a lock of the whole process, by the place where the signal meets it, goes
-// on and is met again a moment later, by a timer of its own: on a busy machine the thread that wants
-// the end would come too seldom.
+// on and is met again a moment later, by a timer of its own: on a busy machine the thread that
+// wants the end would come too seldom.
 #include "platform/posix/threads/thread_end.h"
 
 #include <atomic>
