@@ -52,6 +52,10 @@ DWORD listedAttributesOf(std::string_view name, unsigned char kind) noexcept {
     return attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes;
 }
 
+// Some file systems have names beyond the host's own limit. They are cut where the record ends: far
+// behind the longest full name, so that no cut name can be taken for that of another entry.
+constexpr std::size_t nameRoom = sizeof WIN32_FIND_DATAA::cFileName - 1;
+
 // What the listing alone tells of an entry.
 void storeListed(std::string_view shownName, DWORD attributes, WIN32_FIND_DATAA& data) noexcept {
     data.dwFileAttributes = attributes;
@@ -62,8 +66,7 @@ void storeListed(std::string_view shownName, DWORD attributes, WIN32_FIND_DATAA&
     data.nFileSizeLow = 0;
     data.dwReserved0 = 0;
     data.dwReserved1 = 0;
-    shownName.copy(data.cFileName, shownName.size());
-    data.cFileName[shownName.size()] = '\0';
+    data.cFileName[shownName.copy(data.cFileName, nameRoom)] = '\0';
     data.cAlternateFileName[0] = '\0';
 }
 
@@ -84,10 +87,10 @@ void storeFacts(const struct statx& facts, WIN32_FIND_DATAA& data) noexcept {
 // The name of an entry in the library's spelling, which differs only where a backslash is in it.
 class ShownName {
 public:
-    explicit ShownName(std::string_view hostName) noexcept : name(hostName) {
+    explicit ShownName(std::string_view hostName) noexcept : name(hostName.substr(0, nameRoom)) {
         if (name.find('\\') == std::string_view::npos)
             return;
-        const char* const end = writeLibraryName(name, storage, storage + sizeof storage);
+        const char* const end = writeLibraryName(name, storage, sizeof storage);
         name = {storage, static_cast<std::size_t>(end - storage)};
     }
 
@@ -95,7 +98,7 @@ public:
 
 private:
     std::string_view name;
-    char storage[sizeof WIN32_FIND_DATAA::cFileName];
+    char storage[nameRoom * shownBackslash.size()];
 };
 
 // Says why a look-up has found nothing: for want of the entry, or of the directory that would hold

@@ -74,19 +74,20 @@ void HostPath::dropTrailingDots() noexcept {
     text[length] = '\0';
 }
 
-char* writeLibraryName(std::string_view hostName, char* begin, const char* end) noexcept {
+char* writeLibraryName(std::string_view hostName, char* target, std::size_t room) noexcept {
     for (const char character : hostName) {
         const bool isBackslash = character == '\\';
         const std::size_t needed = isBackslash ? shownBackslash.size() : 1;
-        if (static_cast<std::size_t>(end - begin) < needed)
+        if (room < needed)
             return nullptr;
         if (isBackslash)
-            std::memcpy(begin, shownBackslash.data(), needed);
+            std::memcpy(target, shownBackslash.data(), needed);
         else
-            *begin = character == '/' ? '\\' : character;
-        begin += needed;
+            *target = character == '/' ? '\\' : character;
+        target += needed;
+        room -= needed;
     }
-    return begin;
+    return target;
 }
 
 std::string libraryName(std::string_view hostName) {

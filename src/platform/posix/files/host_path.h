@@ -64,7 +64,7 @@ std::string libraryName(std::string_view hostName);
 
 /// Writes the library's spelling of a name of the host without its drive and without a terminator.
 ///
-/// @return the end of what was written, or null when it doesn't fit before the given end
-char* writeLibraryName(std::string_view hostName, char* begin, const char* end) noexcept;
+/// @return the end of what was written, or null when there isn't room for so many bytes
+char* writeLibraryName(std::string_view hostName, char* target, std::size_t room) noexcept;
 
 }  // namespace Sorvex::platform

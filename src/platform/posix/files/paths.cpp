@@ -148,7 +148,7 @@ public:
         if (getcwd(directory, sizeof directory) == nullptr)
             return false;
         startAtDrive('C');
-        char* const end = writeLibraryName(directory + 1, text + length, text + sizeof text);
+        char* const end = writeLibraryName(directory + 1, text + length, sizeof text - length);
         if (end == nullptr)
             isTooLong = true;
         else
