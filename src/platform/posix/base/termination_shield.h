@@ -12,18 +12,22 @@ namespace Sorvex::platform {
 /// didn't make, since they can't be ended.
 class TerminationShield {
 public:
-    TerminationShield() noexcept { depth.store(depth.load(relaxed) + 1, relaxed); }
+    TerminationShield() noexcept { begin(); }
+    ~TerminationShield() { end(); }
 
-    ~TerminationShield() {
+    TerminationShield(const TerminationShield&) = delete;
+    TerminationShield& operator=(const TerminationShield&) = delete;
+
+    /// The two ends of the scope, for steps that begin in one function and end in another.
+    static void begin() noexcept { depth.store(depth.load(relaxed) + 1, relaxed); }
+
+    static void end() noexcept {
         const int outer = depth.load(relaxed) - 1;
         depth.store(outer, relaxed);
         std::atomic_signal_fence(std::memory_order_seq_cst);
         if (outer == 0 && dueEnd.load(relaxed) != nullptr)
             endNow();
     }
-
-    TerminationShield(const TerminationShield&) = delete;
-    TerminationShield& operator=(const TerminationShield&) = delete;
 
     /// Whether the end of this scope ends the thread, which then has to leave soon.
     bool endsTheThread() const noexcept {

@@ -7,7 +7,6 @@
 #include <limits>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <thread>
 
 #include <fcntl.h>
@@ -43,22 +42,20 @@ constinit FILE* writers = nullptr;
             nanosleep(&pause, nullptr);
 }
 
-// For the thread that forks: its end would leave the lock to nobody.
-constinit std::optional<TerminationShield> forkShield;
-
-// A child gets a copy of every buffer, and must not write a second time what the parent will write.
-void writeAllBeforeFork() {
-    const TerminationShield shield;
+// A child gets a copy of every buffer, which it must not write, since its parent will. What lies on
+// a disk is written before, for parents that end without any handler. A pipe might wait for the
+// child itself.
+void writeBeforeFork() {
+    TerminationShield::begin();
     writersMutex.lock();
-    forkShield.emplace();
     for (FILE* file = writers; file != nullptr; file = file->nextWriter)
-        file->writeForOwner();
+        if (file->hasPositions())
+            file->writeForOwner();
 }
 
 void goOnAfterFork() {
-    const TerminationShield shield;
-    forkShield.reset();
     writersMutex.unlock();
+    TerminationShield::end();
 }
 
 void goOnInChild() {
@@ -70,7 +67,7 @@ void goOnInChild() {
 void addWriter(FILE* file) {
     const TerminationShield shield;
     [[maybe_unused]] static const int forksAreSeen =
-        pthread_atfork(writeAllBeforeFork, goOnAfterFork, goOnInChild);
+        pthread_atfork(writeBeforeFork, goOnAfterFork, goOnInChild);
     const std::lock_guard<std::mutex> lock(writersMutex);
     file->nextWriter = writers;
     if (writers != nullptr)
@@ -318,6 +315,10 @@ bool FILE::flush() noexcept {
     alreadyWritten = 0;
     room = capacity;
     return true;
+}
+
+bool FILE::hasPositions() const noexcept {
+    return lseek(descriptor, 0, SEEK_CUR) >= 0;
 }
 
 bool FILE::writeForOwner() noexcept {

@@ -51,6 +51,9 @@ public:
     bool isAtEnd() const noexcept { return atEnd; }
     bool isInError() const noexcept { return inError; }
 
+    /// Whether the file lies on a disk, unlike a pipe or a terminal.
+    bool hasPositions() const noexcept;
+
     /// Writes what is buffered when the process ends or forks while another thread may be at work
     /// on the file: the one thing of the object that it changes is what it tells the owner by.
     /// False while the owner is writing it himself.
