@@ -84,13 +84,17 @@ TEST_F(PathsTest, TakesALinkForWhatItIsWhereANameMustBeFree) {
     namespace fs = std::filesystem;
     build({"real", "new", "folder/"});
     fs::create_symlink("../link", host("folder/chain"));
-    fs::create_symlink("real", host("link"));
+    fs::create_symlink("./././././real", host("link"));
     fs::create_symlink("nowhere", host("dangling"));
-    for (const char* from : {"link", "folder/chain"})
+    // The host takes this name, but not one with what the link leads to behind it.
+    std::string longest = directory.name();
+    longest.resize(4091, '/');
+    for (const std::string& from :
+         {longest + "link", directory.name("link"), directory.name("folder/chain")})
         for (const char* to : {"real", "link"})
-            BPath::move(directory.name(from).c_str(), directory.name(to).c_str(), true);
+            BPath::move(from.c_str(), directory.name(to).c_str(), true);
     EXPECT_EQ(Sorvex::testing::contentsOf(host("real")), "real");
-    EXPECT_EQ(fs::read_symlink(host("link")), "real");
+    EXPECT_TRUE(fs::is_symlink(host("link")));
     EXPECT_EQ(fs::read_symlink(host("folder/chain")), "../link");
     EXPECT_EQ(BFile::safeFileName(directory.name("dangling")), directory.name("dangling.001"));
     EXPECT_THROW(BPath(directory.name("new")).move(in("dangling").c_str(), false),
@@ -98,16 +102,6 @@ TEST_F(PathsTest, TakesALinkForWhatItIsWhereANameMustBeFree) {
     BPath::move(directory.name("new").c_str(), directory.name("dangling").c_str(), true);
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(host("dangling"))));
     EXPECT_EQ(treeOf("").size(), 5U);
-}
-
-TEST_F(PathsTest, ReachesFilesWithABackslashInTheName) {
-    build({"\\z"});
-    BFile file(platform::libraryName(directory.name("\\z")));
-    EXPECT_EQ(file.fileName(), "\xEF\x81\x9Cz");
-    EXPECT_EQ(file.fullName(), file.name());
-    file.copy((file.name() + "2").c_str(), false).remove();
-    EXPECT_EQ(Sorvex::testing::contentsOf(host("\\z2")), "\\z");
-    EXPECT_FALSE(std::filesystem::exists(host("\\z")));
 }
 
 // A process may act for another user than the one who started it.
