@@ -199,9 +199,13 @@ TEST_F(CopyTest, LetsOnlyOneRacerTakeAName) {
 }
 
 TEST_F(CopyTest, LeavesWhatTheUserMayNotTouch) {
-    build({"secret", "own/", "closed/open"});
-    for (const auto& [entry, bits] :
-         {std::pair("secret", 0000U), {"closed/open", 0666}, {"closed", 0555}, {"own", 0777}})
+    build({"secret", "own/", "closed/open", "hidden/file"});
+    fs::create_symlink(host("hidden/file"), host("own/link"));
+    for (const auto& [entry, bits] : {std::pair("secret", 0000U),
+                                      {"closed/open", 0666},
+                                      {"closed", 0555},
+                                      {"own", 0777},
+                                      {"hidden", 0000}})
         ASSERT_EQ(chmod(host(entry).c_str(), bits), 0);
     const int status = Sorvex::testing::runUnprivileged([&] {
         const std::string own = directory.name("own/");
@@ -210,7 +214,8 @@ TEST_F(CopyTest, LeavesWhatTheUserMayNotTouch) {
         ASSERT_TRUE(copyFile(source, own + "locked", true));
         ASSERT_EQ(chmod((own + "locked").c_str(), 0444), 0);
         const std::size_t before = openDescriptors();
-        EXPECT_FALSE(copyFile(directory.name("secret"), own + "target"));
+        for (const std::string& from : {directory.name("secret"), own + "link"})
+            EXPECT_FALSE(copyFile(from, own + "target")) << from;
         for (const std::string& to : {closed + "target", closed + "open", own + "locked"}) {
             EXPECT_FALSE(copyFile(source, to, true)) << to;
             EXPECT_EQ(platform::GetLastError(), ERROR_ACCESS_DENIED);
@@ -219,20 +224,26 @@ TEST_F(CopyTest, LeavesWhatTheUserMayNotTouch) {
     });
     EXPECT_EQ(status, 0);
     EXPECT_EQ(contentsOf(host("closed/open")), "closed/open");
-    chmod(host("closed").c_str(), 0755);
+    for (const char* shut : {"closed", "hidden"})
+        chmod(host(shut).c_str(), 0755);
 }
 
-TEST_F(CopyTest, MovesFilesAndLinksToAnotherFileSystem) {
+TEST_F(CopyTest, MovesFilesPipesAndLinksToAnotherFileSystem) {
     const fs::path memory("/dev/shm");
     const Sorvex::testing::TemporaryDirectory other(fs::exists(memory) ? memory : directory.path());
     if (factsOf(directory.name()).st_dev == factsOf(other.name()).st_dev)
         GTEST_SKIP() << "no second file system";
     build({"directory/"});
     fs::create_symlink("source", host("link"));
+    ASSERT_EQ(mkfifo(host("pipe").c_str(), 0600), 0);
     const auto move = [&](const char* name) {
         return platform::rename(host(name).c_str(), other.name(name).c_str());
     };
-    EXPECT_EQ(move("source"), 0);
+    for (const char* owned : {"source", "pipe"}) {
+        const uid_t owner = chown(host(owned).c_str(), 12345, 54321) == 0 ? 12345 : geteuid();
+        EXPECT_EQ(move(owned), 0);
+        EXPECT_EQ(factsOf(other.name(owned)).st_uid, owner);
+    }
     EXPECT_EQ(move("link"), 0);
     EXPECT_EQ(fs::read_symlink(other.name("link")), "source");
     EXPECT_EQ(treeOf("").size(), 1U);

@@ -1,5 +1,6 @@
 #include "platform/posix/files/copy.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -179,9 +180,8 @@ private:
             return true;
         if (errno != ENOENT)
             return false;
-        char path[32];
-        std::snprintf(path, sizeof path, "/proc/self/fd/%d", file.get());
-        return linkat(AT_FDCWD, path, target.directory, name, AT_SYMLINK_FOLLOW) == 0;
+        return linkat(AT_FDCWD, HeldName(file.get()).c_str(), target.directory, name,
+                      AT_SYMLINK_FOLLOW) == 0;
     }
 
     EntryAt target;
@@ -258,10 +258,19 @@ bool copyInKernel(int from, int to, std::uint64_t& offset, std::uint64_t end) no
     return true;
 }
 
+// Ends the target no later than the source ends by now: of a page that is cut off while it is read
+// the host gives the rest as zeros.
+bool endWithSource(int from, int to, std::uint64_t size) noexcept {
+    struct statx facts;
+    return factsOf({from, ""}, AT_EMPTY_PATH, facts) &&
+           ftruncate(to, static_cast<off_t>(std::min<std::uint64_t>(size, facts.stx_size))) == 0;
+}
+
 // The target ends where the data ends, whatever size the host tells: it makes up some files while
 // they are read, of sizes such as 0 and 4096, and others grow or are cut off meanwhile.
 bool copyDense(int from, int to, std::uint64_t offset, std::uint64_t size) noexcept {
-    return copyInKernel(from, to, offset, size) && copyThroughMemory(from, to, offset, noEnd);
+    return copyInKernel(from, to, offset, size) && copyThroughMemory(from, to, offset, noEnd) &&
+           (offset >= size || endWithSource(from, to, offset));
 }
 
 // Copies what holds data and leaves the holes.
@@ -282,12 +291,10 @@ bool copySparse(int from, int to, std::uint64_t size) noexcept {
             !copyThroughMemory(from, to, offset, dataEnd))
             return false;
         if (offset < dataEnd)
-            return true;
+            return endWithSource(from, to, offset);
     }
-    // A hole at the end.
-    struct statx facts;
-    return factsOf({from, ""}, AT_EMPTY_PATH, facts) &&
-           (facts.stx_size <= offset || ftruncate(to, static_cast<off_t>(facts.stx_size)) == 0);
+    // There may be a hole at the end.
+    return endWithSource(from, to, std::max(size, offset));
 }
 
 bool copyContents(int from, int to, const struct statx& facts) noexcept {
@@ -350,10 +357,21 @@ struct Finish {
     Purpose purpose;
 };
 
+// Whether a file gets its owner. Who may not give files away may still choose the group.
+bool isGivenTo(const Owner& owner, EntryAt entry, int flags) noexcept {
+    constexpr auto sameUser = static_cast<uid_t>(-1);
+    const auto give = [&](uid_t user) {
+        return fchownat(entry.directory, entry.name, user, owner.group, flags) == 0;
+    };
+    if (!owner.isTold || give(owner.user))
+        return owner.isTold;
+    give(sameUser);
+    return false;
+}
+
 bool copyFactsAndPlace(NewFile& file, const Finish& finish) noexcept {
     const int descriptor = file.descriptor();
-    const bool isOwned =
-        finish.owner.isTold && fchown(descriptor, finish.owner.user, finish.owner.group) == 0;
+    const bool isOwned = isGivenTo(finish.owner, {descriptor, ""}, AT_EMPTY_PATH);
     // What runs with the rights of its owner does so only where the owner stays the same.
     const mode_t bits = finish.purpose == Purpose::move && isOwned ? allBits : ordinaryBits;
     return isKept(fchmod(descriptor, finish.facts.stx_mode & bits)) &&
@@ -436,21 +454,26 @@ bool copyLink(EntryAt source, const struct statx& facts, EntryAt target,
     });
 }
 
-bool copyPipe(const struct statx& facts, EntryAt target, bool failIfExists) noexcept {
+bool copyPipe(const struct statx& facts, EntryAt target, bool failIfExists,
+              Purpose purpose) noexcept {
     const mode_t bits = facts.stx_mode & ordinaryBits;
     return makeEntry(target, facts, failIfExists, [&](const char* name) {
         if (mkfifoat(target.directory, name, bits) != 0)
             return false;
-        // The bits that the process masks for new entries.
-        fchmodat(target.directory, name, bits, AT_SYMLINK_NOFOLLOW);
-        setModificationTime(target.directory, name, facts.stx_mtime, AT_SYMLINK_NOFOLLOW);
+        // It gets its owner and the bits that the process masks for new entries. What somebody has
+        // put in its place by now doesn't: that may be a file that is for few.
+        const Descriptor pipe = openAt(target.directory, name, O_PATH | O_NOFOLLOW);
+        struct statx made;
+        if (pipe && factsOf({pipe.get(), ""}, AT_EMPTY_PATH, made, STATX_TYPE) &&
+            S_ISFIFO(made.stx_mode)) {
+            const HeldName held(pipe.get());
+            if (purpose == Purpose::move)
+                isGivenTo(ownerOf(facts), {AT_FDCWD, held.c_str()}, 0);
+            chmod(held.c_str(), bits);
+            setModificationTime(AT_FDCWD, held.c_str(), facts.stx_mtime, 0);
+        }
         return true;
     });
-}
-
-bool isLinkToRegularFile(EntryAt link) noexcept {
-    struct statx facts;
-    return factsOf(link, 0, facts) && S_ISREG(facts.stx_mode);
 }
 
 bool copyByKind(EntryAt source, EntryAt target, bool failIfExists, Purpose purpose) noexcept {
@@ -465,11 +488,17 @@ bool copyByKind(EntryAt source, EntryAt target, bool failIfExists, Purpose purpo
     if (*target.name == '\0')
         return fail(ENOENT);
     if (kind == S_IFIFO)
-        return copyPipe(facts, target, failIfExists);
+        return copyPipe(facts, target, failIfExists, purpose);
     if (kind == S_IFREG)
         return copyRegularFile(source, O_NOFOLLOW, target, failIfExists, purpose);
-    if (purpose == Purpose::copy && isLinkToRegularFile(source))
-        return copyRegularFile(source, 0, target, failIfExists, purpose);
+    if (purpose == Purpose::copy) {
+        struct statx behind;
+        const bool leadsSomewhere = factsOf(source, 0, behind);
+        if (leadsSomewhere && S_ISREG(behind.stx_mode))
+            return copyRegularFile(source, 0, target, failIfExists, purpose);
+        if (!leadsSomewhere && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+            return false;
+    }
     return copyLink(source, facts, target, failIfExists);
 }
 

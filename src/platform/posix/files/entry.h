@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +16,20 @@ namespace Sorvex::platform {
 struct EntryAt {
     int directory;
     const char* name;
+};
+
+/// A name of what a descriptor holds, for calls that take names alone. It works where there is
+/// /proc.
+class HeldName {
+public:
+    explicit HeldName(int descriptor) noexcept {
+        std::snprintf(text, sizeof text, "/proc/self/fd/%d", descriptor);
+    }
+
+    const char* c_str() const noexcept { return text; }
+
+private:
+    char text[32];
 };
 
 /// Asks the host about an entry, following links unless AT_SYMLINK_NOFOLLOW is given. False with

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -278,9 +277,8 @@ int _chmod(const char* name, int mode) noexcept {
     struct statx facts;
     if (!file || !factsOf({file.get(), ""}, AT_EMPTY_PATH, facts, STATX_MODE))
         return -1;
-    char held[32];
-    std::snprintf(held, sizeof held, "/proc/self/fd/%d", file.get());
-    if (chmod(held, (asked & ordinaryBits) | (asked & facts.stx_mode & specialBits)) == 0)
+    if (chmod(HeldName(file.get()).c_str(),
+              (asked & ordinaryBits) | (asked & facts.stx_mode & specialBits)) == 0)
         return 0;
     return errno == ENOENT ? chmod(path.c_str(), asked & ordinaryBits) : -1;
 }
