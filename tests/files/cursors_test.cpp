@@ -126,11 +126,4 @@ TEST_F(Cursors, KnowNothingWithoutAnEntry) {
     }
 }
 
-TEST_F(Cursors, FailOnNamesBeyondTheLimit) {
-    const std::string longName(4000, 'n');
-    BPathCursor cursor(here, longName);
-    EXPECT_FAILURE(cursor.first(), "BPathCursor::BPathCursor(): FindFirstFile() " + in(longName));
-    EXPECT_FALSE(cursor);
-}
-
 }  // namespace

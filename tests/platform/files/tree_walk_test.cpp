@@ -14,6 +14,7 @@
 #include <sorvex/cursors.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "support/child_process.h"
@@ -31,6 +32,16 @@ using Names = std::set<std::string>;
 constexpr char removal[] = "BDirectory::remove(): error removing directory ";
 constexpr char creation[] = "BDirectory::create(): error creating directory ";
 constexpr char search[] = "BPathCursor::BPathCursor(): FindFirstFile() ";
+
+// Whether the host keeps all that it knows of files to itself.
+bool isHostSilent = false;
+
+extern "C" int statx(int directory, const char* name, int flags, unsigned mask,
+                     struct statx* facts) {
+    errno = EACCES;
+    return isHostSilent ? -1
+                        : static_cast<int>(syscall(SYS_statx, directory, name, flags, mask, facts));
+}
 
 class TreeWalks : public Sorvex::testing::DirectoryTest {
 protected:
@@ -178,6 +189,15 @@ TEST_F(TreeWalks, TakeAPatternForTextThatNamesEntriesOfTheOneDirectory) {
     for (const char* pattern : {"a:b", "C:", "\xEF\x81\x9C", "sub"})
         zap("tree", pattern);
     EXPECT_EQ(treeOf(""), (Names{"tree", "tree/c", "a", "b"}));
+}
+
+TEST_F(TreeWalks, RemoveNothingThatMayBeTheRoot) {
+    build({"tree/file"});
+    isHostSilent = true;
+    EXPECT_FAILURE(zap("tree", nullptr), removal + in("tree") + " Permission denied");
+    EXPECT_FAILURE(remove("tree"), removal + in("tree") + " Permission denied");
+    isHostSilent = false;
+    EXPECT_EQ(treeOf("tree"), Names{"file"});
 }
 
 // Runs as root in a root of its own, so that a fault could empty nothing else.

@@ -36,7 +36,7 @@ TEST(Wildcard, MatchesAsThePlatformDoes) {
     }
 }
 
-TEST(Wildcard, GoesOverTheEdgeOfAWord) {
+TEST(Wildcard, GoesOverTheEdgeOfAWordAndTakesNoExponentialTime) {
     for (const std::size_t length : {62U, 63U, 64U, 65U, 127U, 128U, 4095U}) {
         SCOPED_TRACE(length);
         const std::string name(length, 'a');
@@ -45,9 +45,6 @@ TEST(Wildcard, GoesOverTheEdgeOfAWord) {
         EXPECT_TRUE(Wildcard(std::string(length, '?') + ".b*").matches("a.bc"));
         EXPECT_FALSE(Wildcard(std::string(length, '?') + ".b*").matches(name + "a.bc"));
     }
-}
-
-TEST(Wildcard, TakesNoExponentialTime) {
     std::string pattern;
     for (int i = 0; i < 60; ++i)
         pattern += "*?.a";
