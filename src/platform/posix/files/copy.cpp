@@ -515,11 +515,16 @@ bool copyEntry(EntryAt source, EntryAt target, bool failIfExists) noexcept {
 }
 
 bool moveEntryAcross(EntryAt source, EntryAt target) noexcept {
-    if (!report(copyByKind(source, target, true, Purpose::move)))
+    FileIdentity copied;
+    FileIdentity present;
+    if (!report(copied.read(source, AT_SYMLINK_NOFOLLOW) &&
+                copyByKind(source, target, true, Purpose::move)))
         return false;
-    if (unlinkat(source.directory, source.name, 0) == 0)
+    // What has taken the place of the source meanwhile wasn't copied.
+    const bool isPresent = present.read(source, AT_SYMLINK_NOFOLLOW);
+    if (isPresent && present == copied && unlinkat(source.directory, source.name, 0) == 0)
         return true;
-    const int number = errno;
+    const int number = isPresent && present != copied ? EBUSY : errno;
     unlinkat(target.directory, target.name, 0);
     return report(fail(number));
 }

@@ -19,8 +19,9 @@ namespace Sorvex::platform {
 bool copyEntry(EntryAt source, EntryAt target, bool failIfExists) noexcept;
 
 /// Moves an entry that is not a directory to another file system, where its name must be new: the
-/// same as a copy, but for links, which all stay links, and the owner of a file or a pipe, who stays
-/// where the host lets him. False with errno and the last error set.
+/// same as a copy, but for links, which all stay links, and the owner of a file or a pipe, who
+/// stays where the host lets him. Refused with EBUSY, and undone, where another entry has taken the
+/// source's place meanwhile. False with errno and the last error set.
 bool moveEntryAcross(EntryAt source, EntryAt target) noexcept;
 
 /// Copies as copyEntry does, but a link to a file copies the file. 0 on failure, with the last
