@@ -1,8 +1,7 @@
 // The frame of a benchmark that shows time and memory against size.
 //
 // Names are "Scale/Workload/contender/unit:size".
-#ifndef SORVEX_BENCHMARKS_SCALE_H
-#define SORVEX_BENCHMARKS_SCALE_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -100,5 +99,3 @@ inline std::uint64_t sizeOf(const benchmark::State& state) {
 }
 
 }  // namespace scale
-
-#endif

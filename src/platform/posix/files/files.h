@@ -59,8 +59,7 @@ public:
     /// False while the owner is writing it himself.
     bool writeForOwner() noexcept;
 
-    /// Gives up what a child holds of its parent's bytes.
-    void leaveToParent() noexcept;
+    void leaveToParent() noexcept;  ///< Gives up what a child holds of its parent's bytes.
 
     FILE* previousWriter = nullptr;
     FILE* nextWriter = nullptr;

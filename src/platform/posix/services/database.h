@@ -27,8 +27,7 @@ public:
     explicit operator bool() const noexcept { return static_cast<bool>(directory); }
     int get() const noexcept { return directory.get(); }
 
-    /// ERROR_INVALID_DATA when the configuration is damaged.
-    Configuration configuration() const;
+    Configuration configuration() const;  ///< ERROR_INVALID_DATA when the configuration is damaged.
 
     bool isMarked() const;
     void mark() const;
@@ -51,8 +50,7 @@ public:
     /// Nothing for a service that is missing or damaged.
     std::optional<Configuration> configurationOf(const std::string& key) const;
 
-    /// The keys of all services, in no order.
-    std::vector<std::string> keys() const;
+    std::vector<std::string> keys() const;  ///< The keys of all services, in no order.
 
     /// The key of the service that is shown under a name; empty when there is none.
     std::string keyShownAs(std::string_view displayName) const;

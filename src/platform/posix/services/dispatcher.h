@@ -30,8 +30,7 @@ struct HostedService {
 
 class Dispatcher {
 public:
-    /// The one of this process.
-    static Dispatcher& ofProcess();
+    static Dispatcher& ofProcess();  ///< The one of this process.
 
     /// Runs services until all that were started are stopped.
     void run(const SERVICE_TABLE_ENTRYA* table);

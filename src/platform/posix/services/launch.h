@@ -32,8 +32,7 @@ public:
 
     const ProcessIdentity& process() const noexcept { return identity; }
 
-    /// Lets it run its program.
-    void go() const;
+    void go() const;  ///< Lets it run its program.
 
     /// A descriptor that becomes readable when the program can't be run and when it runs; negative
     /// once programError has told which.

@@ -45,8 +45,7 @@ public:
     /// Tells which process is to run the service, while it is still being started.
     void setProcess(const ProcessIdentity& process);
 
-    /// Makes this process the one that runs the service.
-    void takeOver();
+    void takeOver();  ///< Makes this process the one that runs the service.
 
     void setStatus(const SERVICE_STATUS& status);
 

@@ -42,8 +42,7 @@ private:
         Descriptor directory;
         RunState state;
 
-        /// Makes the file of its state, as that of a service that is being started.
-        void begin();
+        void begin();  ///< Makes the file of its state, as that of a service that is being started.
     };
 
     void startDependencies(const Configuration& configuration);
