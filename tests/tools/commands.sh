@@ -99,7 +99,7 @@ wait || true
 "$tool" start "Plain One"
 echo damaged >>/var/lib/sorvex/services/plain%20one/configuration
 touch /var/lib/sorvex/services/foreign
-expect 0 "foreign    damaged
+expect 0 "foreign    damaged  -    -
 plain one  damaged" "$tool" list
 expect 0 "plain one is stopped" "$tool" stop-all
 expect 0 "plain one is removed" "$tool" remove "plain one"

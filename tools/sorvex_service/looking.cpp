@@ -66,7 +66,10 @@ void addFacts(JsonObject& object, const ServiceFacts& service) {
         object.number("pid", static_cast<std::uint64_t>(service.run.process.id));
     else
         object.nothing("pid");
-    object.text("startType", startTypeName(configuration.startType));
+    if (service.isDamaged)
+        object.nothing("startType");
+    else
+        object.text("startType", startTypeName(configuration.startType));
     addTime(object, "since", sinceOf(service));
     if (hasEnded(service))
         object.number("exitCode", service.run.status.dwWin32ExitCode)
@@ -200,7 +203,7 @@ int list(const Arguments& arguments) {
     for (const ServiceFacts& service : all) {
         const auto since = sinceOf(service);
         rows.push_back({onOneLine(service.configuration.name), stateOf(service), processOf(service),
-                        startTypeName(service.configuration.startType),
+                        service.isDamaged ? "-" : startTypeName(service.configuration.startType),
                         since ? localTime(*since) : "-", exitCodeOf(service),
                         onOneLine(service.configuration.displayName)});
     }
