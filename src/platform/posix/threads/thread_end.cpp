@@ -66,19 +66,16 @@ asm(".pushsection .text\n"
 
 namespace {
 
-// Whether the calling thread has put off its end for so long that any place is good enough. Counted
-// in nanoseconds of its own work, since signals can meet it many times in one place on a busy
-// machine.
-bool isOutOfPatience() noexcept {
-    constexpr std::uint64_t longest = 10'000'000'000;
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint64_t since = 0;
+// How long the calling thread has put off its end, in nanoseconds of its own work, since signals
+// can meet it many times in one place on a busy machine.
+std::int64_t workSinceFirstMeeting() noexcept {
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::int64_t first = 0;
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    const std::uint64_t work = static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
-                               static_cast<std::uint64_t>(time.tv_nsec);
-    if (since == 0)
-        since = work;
-    return work - since > longest;
+    const std::int64_t work = std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+    if (first == 0)
+        first = work;
+    return work - first;
 }
 
 void handleEndSignal(int number, siginfo_t* information, void* context) {
@@ -86,9 +83,14 @@ void handleEndSignal(int number, siginfo_t* information, void* context) {
     if (record != nullptr && record->isToEnd()) {
         const int error = errno;
         if (!TerminationShield::putsOff(endThisThread)) {
-            if (!mayHoldSharedLock(context) || isOutOfPatience())
+            // At last any place is good enough.
+            constexpr std::int64_t patience = 10'000'000'000;
+            const std::int64_t work = workSinceFirstMeeting();
+            if (!mayHoldSharedLock(context) || work > patience)
                 endThisThread();
-            record->meetAgain(endSignal);
+            // Ever later: where a signal takes as long as the thread has between two, it never gets
+            // on.
+            record->meetAgain(endSignal, static_cast<long>(20'000 + work / 50'000));
         }
         errno = error;
         return;

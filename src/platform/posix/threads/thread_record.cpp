@@ -239,7 +239,7 @@ void ThreadRecord::endNow() noexcept {
 #endif
 }
 
-void ThreadRecord::meetAgain(int signal) noexcept {
+void ThreadRecord::meetAgain(int signal, long nanoseconds) noexcept {
     if (timer == noTimer) {
         sigevent event{};
         event.sigev_notify = SIGEV_THREAD_ID;
@@ -250,7 +250,7 @@ void ThreadRecord::meetAgain(int signal) noexcept {
             return;
     }
     // An interval, which there is none, and the first time; the system call takes long everywhere.
-    constexpr long soon[] = {0, 0, 0, 20'000};
+    const long soon[] = {0, 0, 0, nanoseconds};
     syscall(SYS_timer_settime, timer, 0, soon, nullptr);
 }
 

@@ -70,8 +70,8 @@ public:
     void requestEnd() noexcept { endRequested.store(true); }
     bool isToEnd() const noexcept { return endRequested.load(); }
 
-    /// Lets a signal come again when the calling thread, whose record this is, has got on a bit.
-    void meetAgain(int signal) noexcept;
+    /// Lets a signal come again to the calling thread, whose record this is, after less than 1 s.
+    void meetAgain(int signal, long nanoseconds) noexcept;
 
     /// Ends the calling thread, whose record this is, at once.
     [[noreturn]] void endNow() noexcept;
