@@ -4,7 +4,7 @@
 packagesToBuild=(g++ cmake ninja-build)
 packagesToTest=(googletest libgtest-dev libgmock-dev pkg-config tzdata locales
     binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
-packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib
+packagesToCheck=(clang clang-format clang-tidy libclang-rt-dev g++-multilib qemu-user
     libbenchmark-dev libabsl-dev libboost-dev libfmt-dev libpoco-dev)
 packagesForReport=(gnuplot-nox python3)
 packagesForSite=(doxygen doxygen-awesome-css)

@@ -214,7 +214,7 @@ TEST(TerminateThread, RefusesWhatIsNoThread) {
 }
 
 // Each stack is two of them, its own and that of its guard.
-std::ptrdiff_t mappings() {
+auto mappings() {
     std::ifstream maps("/proc/self/maps");
     return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
 }
@@ -251,7 +251,7 @@ TEST(TerminateThread, LeavesNothingBehind) {
     startAndStop(100);
     const std::size_t threads = runningThreads();
     const std::size_t descriptors = openDescriptors();
-    const std::ptrdiff_t before = mappings();
+    const auto before = mappings();
     startAndStop(stressRounds(1500, 5));
     EXPECT_TRUE(comesTrue([&] { return runningThreads() <= threads; }));
     EXPECT_EQ(openDescriptors(), descriptors);
