@@ -25,6 +25,11 @@ namespace Sorvex::platform {
 /// A sleeper whose time is over, or that is killed, leaves the event awaited: the next post or
 /// pulse makes a system call that nobody needs.
 ///
+/// Processors that reorder need no more, since nothing hangs on a second word: a waiter goes to
+/// sleep by a compare-and-swap too, so all agree whether that or a post came first. Every change
+/// releases what was written before it, the kernel's (FUTEX_WAKE_OP) as a full barrier, and every
+/// look that lets a thread through acquires it.
+///
 /// All zero bytes are an event that is not posted.
 class EventState {
 public:

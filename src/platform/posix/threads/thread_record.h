@@ -81,6 +81,8 @@ public:
     template <typename Action>
     bool withHostId(Action action) noexcept {
         const TerminationShield shield;
+        // A user says so before it looks for the end, and the thread tells its end before it looks
+        // for users: in sequentially consistent order, or each could miss the other.
         ++numberUsers;
         const bool isAlive = !hasEnded();
         if (isAlive)
