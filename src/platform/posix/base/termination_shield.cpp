@@ -2,11 +2,12 @@
 
 namespace Sorvex::platform {
 
-constinit thread_local std::atomic<int> TerminationShield::depth{0};
-constinit thread_local std::atomic<TerminationShield::End> TerminationShield::dueEnd{nullptr};
+constinit thread_local volatile std::sig_atomic_t TerminationShield::depth = 0;
+constinit thread_local volatile TerminationShield::End TerminationShield::dueEnd = nullptr;
 
 void TerminationShield::endNow() noexcept {
-    dueEnd.load(relaxed)();
+    const End end = dueEnd;
+    end();
 }
 
 }  // namespace Sorvex::platform

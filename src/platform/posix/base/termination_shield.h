@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <csignal>
 
 namespace Sorvex::platform {
 
@@ -19,40 +20,37 @@ public:
     TerminationShield& operator=(const TerminationShield&) = delete;
 
     /// The two ends of the scope, for steps that begin in one function and end in another.
-    static void begin() noexcept { depth.store(depth.load(relaxed) + 1, relaxed); }
+    static void begin() noexcept { depth = depth + 1; }
 
     static void end() noexcept {
-        const int outer = depth.load(relaxed) - 1;
-        depth.store(outer, relaxed);
+        const std::sig_atomic_t outer = depth - 1;
+        depth = outer;
         std::atomic_signal_fence(std::memory_order_seq_cst);
-        if (outer == 0 && dueEnd.load(relaxed) != nullptr)
+        if (outer == 0 && dueEnd != nullptr)
             endNow();
     }
 
     /// Whether the end of this scope ends the thread, which then has to leave soon.
-    bool endsTheThread() const noexcept {
-        return depth.load(relaxed) == 1 && dueEnd.load(relaxed) != nullptr;
-    }
+    bool endsTheThread() const noexcept { return depth == 1 && dueEnd != nullptr; }
 
     using End = void (*)() noexcept;  ///< What ends the calling thread, for good.
 
     /// For the signal handler: whether the thread is shielded now. If so the shield ends it.
     static bool putsOff(End end) noexcept {
-        if (depth.load(relaxed) == 0)
+        if (depth == 0)
             return false;
-        dueEnd.store(end, relaxed);
+        dueEnd = end;
         return true;
     }
 
 private:
-    static constexpr std::memory_order relaxed = std::memory_order_relaxed;
-
     static void endNow() noexcept;
 
     // Only their own thread and its signal handler look at them. A handler can't wait for storage
     // that is allocated when it is first touched.
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<int> depth;
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<End> dueEnd;
+    [[gnu::tls_model(
+        "initial-exec")]] static constinit thread_local volatile std::sig_atomic_t depth;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local volatile End dueEnd;
 };
 
 }  // namespace Sorvex::platform
