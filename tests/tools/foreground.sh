@@ -12,12 +12,15 @@ this is plain" "$tool" log writer
 [ "$(stat -c %a "$logs" "$logs/writer.log")" = $'700\n600' ] || { echo "others can read it"; exit 1; }
 expect 0 "new parameters" bash -c '"$tool" control writer 6 && "$tool" log --lines 1 writer'
 "$tool" stop writer
-timeout 5 "$tool" log --follow --lines 1 writer >followed || true &
+"$tool" log --follow --lines 1 writer >followed &
 follower=$!
+eventually test -s followed
 head -c 1100000 /dev/zero | tr '\0' x >>"$logs/writer.log"
 "$tool" start writer anew
-wait "$follower"
-tail -n 3 followed | grep -q "argument anew" && [ "$(wc -c <followed)" -gt 1100000 ]
+eventually grep -q "argument anew" followed
+kill "$follower"
+wait "$follower" || true
+[ "$(wc -c <followed)" -gt 1100000 ]
 [ "$(stat -c %s "$logs/writer.log.1")" -gt 1048576 ] && [ "$(wc -c <"$logs/writer.log")" -lt 1000 ]
 expect 0 "log           $logs/writer.log
 argument anew" "$tool" status writer
