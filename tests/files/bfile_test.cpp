@@ -86,9 +86,13 @@ TEST_F(BFileTest, FailsOnAClosedFileAsOnABadDescriptor) {
     EXPECT_FAILURE(file.setPosition(0), "BFile::setPosition(): error on fseek()" + end);
     EXPECT_FAILURE(file.getPosition(), "BFile::getPosition(): error on ftell()" + end);
     EXPECT_EQ(file.getLine(), "");
-    // Nor is there one in the direction that isn't open.
-    const std::string openEnd = " " + directory.file("file", "contents") + " Bad file descriptor";
-    file.open(directory.name("file").c_str(), "rb");
+}
+
+TEST_F(BFileTest, FailsInTheDirectionThatIsNotOpen) {
+    BFile file(directory.file("file", "contents"));
+    const std::string openEnd = " " + file.name() + " Bad file descriptor";
+    char byte = 0;
+    file.open("rb");
     EXPECT_FAILURE(file.write(&byte, 1), "BFile::write(): error on fwrite" + openEnd);
     file.open("ab");
     EXPECT_FAILURE(file.read(&byte, 1), "BFile::read(): error on fread" + openEnd);
